@@ -1,0 +1,196 @@
+#pragma once
+// What every concrete metaclass's identity and state classes share, written once:
+//
+//   ElementIdentity<Intf, Ops>  the identity object (XImpl): reference count, object
+//                               id, root deviant and the Deviations block;
+//   ElementState<Intf, Ops>     the state object (XDeviantImpl): the kernel's model and
+//                               container members, and the operations a state refuses.
+//
+// Ops is the class's ElementOps record. The metaclass's own classes derive from these
+// and add only their accessors, members and per-level resolvers.
+#include <Kelpa/Deviations.h>
+#include <Kelpa/Model.h>
+
+namespace Kelpa {
+
+namespace detail {
+// Raises "this code should not be hit" at path: a state has no id.
+[[noreturn, gnu::cold]] void raiseNoIdOnState(const char* path, int line);
+// Raises the ref-count underflow message at path.
+[[noreturn, gnu::cold]] void raiseRefCountUnderflow(const char* path, int line);
+// Raises for a state slot that cannot be read or written through (a model that is
+// gone, an object absent from the deviant).
+[[noreturn, gnu::cold]] void raiseNoState(const void* slot);
+// Erases the sparse entries of a dying state.
+void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept;
+// Number of entries in the process-wide external id map.
+std::size_t externalIdCount();
+}  // namespace detail
+
+// A resolved state that may be called through.
+template <class Intf>
+inline Intf* requireState(Intf* s) {
+  if (__builtin_expect(!Deviant::isRealState(s), false)) detail::raiseNoState(s);
+  return s;
+}
+
+template <class Intf, const ElementOps& Ops>
+class ElementIdentity : public Intf {
+ public:
+  ElementIdentity() noexcept : fDeviations(primary_cast<NSInterface::ClassObjectIntf>(this)) {}
+  ElementIdentity(const ElementIdentity&) = delete;
+  ElementIdentity& operator=(const ElementIdentity&) = delete;
+
+  ~ElementIdentity() override {
+    ++fRefCount;  // removeObjectFromModel must not delete this a second time
+    if (!fRootDeviant.isNull())
+      fRootDeviant.removeObjectFromModel(primary_cast<NSInterface::ClassObjectIntf>(this));
+    --fRefCount;
+    fDeviations.deleteRootState();
+  }
+
+  void incRef() override { ++fRefCount; }
+  void decRef() override {
+    if (fRefCount < 1) detail::raiseRefCountUnderflow(Ops.implPath, __LINE__);
+    if (fRefCount-- == 1) delete this;
+  }
+  int numRef() const override { return fRefCount; }
+
+  bool deviant_isValid(Deviant d) const override { return fDeviations.isValidIn(Ops, d); }
+  void deviant_destroyState(NSInterface::ObjectIntf* s) override {
+    fDeviations.destroyState(Ops, s);
+  }
+  void deviant_markModelDestroyed() override {
+    fDeviations.markModelDestroyed();
+    fRootDeviant = Deviant();
+  }
+  void deviant_commitTransientState(Deviant) override {}
+  NSInterface::ObjectIntf* deviant_getCopyOfDeviation(Deviant d) override {
+    return fDeviations.copyOfDeviation(Ops, d);
+  }
+  NSInterface::ObjectIntf* internal_getDeviation(Deviant d) const override {
+    return fDeviations.getDeviation(Ops, d);
+  }
+  void internal_setDeviation(Deviant d, NSInterface::ObjectIntf* s) override {
+    fDeviations.setDeviation(Ops, d, s);
+  }
+  NSInterface::ObjectIntf* internal_createDeviation(Deviant d) override {
+    return fDeviations.createDeviation(Ops, d);
+  }
+  void internal_destroyDeviation(Deviant d) override { fDeviations.destroyDeviation(Ops, d); }
+  Deviant getRootDeviant() const override { return fRootDeviant; }
+  std::string getRuvoName(bool immutable) const override {
+    return immutable ? Ops.immutableTypeName : Ops.typeName;
+  }
+  Object getEmptyValue() override { return Kelpa::String(); }
+
+  bool hasId() const override { return true; }
+  void removeId() override { fId = Integer(); }
+  void setId(const Integer& id) override { fId = id; }
+  Integer getId() const override { return fId; }
+
+  NSInterface::ObjectIntf* getReadDeviantI(Deviant d, const NSInterface::ObjectIntf*) const override {
+    return primary_cast<NSInterface::ObjectIntf>(readState(d));
+  }
+  NSInterface::ObjectIntf* getWriteDeviantI(Deviant d, const NSInterface::ObjectIntf*) const override {
+    return primary_cast<NSInterface::ObjectIntf>(writeState(d));
+  }
+  NSInterface::ClassObjectIntf* getReadDeviantI(Deviant d,
+                                                const NSInterface::ClassObjectIntf*) const override {
+    return primary_cast<NSInterface::ClassObjectIntf>(readState(d));
+  }
+  NSInterface::ClassObjectIntf* getWriteDeviantI(
+      Deviant d, const NSInterface::ClassObjectIntf*) const override {
+    return primary_cast<NSInterface::ClassObjectIntf>(writeState(d));
+  }
+
+  // Creation: the first steps of createWithId after the identity is built.
+  void enterModel(Deviant d) {
+    fRootDeviant = d.getRootDeviant();
+    fRootDeviant.addObjectToModel(primary_cast<NSInterface::ClassObjectIntf>(this));
+    d.markObjectCreated(primary_cast<NSInterface::ClassObjectIntf>(this));
+    this->internal_createDeviation(d);
+  }
+
+ protected:
+  Intf* readState(Deviant d) const { return fDeviations.readState(Ops, d, fRootDeviant); }
+  Intf* writeState(Deviant d) const {
+    return const_cast<Deviations<Intf>&>(fDeviations).writeState(Ops, d, fRootDeviant);
+  }
+
+  Deviations<Intf> fDeviations;
+  Deviant fRootDeviant;
+  Integer fId{-1};
+  std::int32_t fRefCount = 0;
+};
+
+template <class Intf, const ElementOps& Ops>
+class ElementState : public Intf {
+ public:
+  ElementState() noexcept = default;
+  ElementState(const ElementState& other) : Intf() { assignKernel(other); }
+  ElementState& operator=(const ElementState& other) {
+    assignKernel(other);
+    return *this;
+  }
+  ~ElementState() override {
+    detail::eraseSparseEntries(primary_cast<NSInterface::ClassObjectIntf>(this));
+    setContainerPtr(nullptr);
+  }
+
+  // Destruction is a matter of the identity object.
+  void destroyLinks(Deviant) override {}
+  void destroyObject(Deviant, bool) override {}
+  void destroy(Deviant) override {}
+  Object getEmptyValue() override { return Object(); }
+
+  bool hasId() const override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
+  void removeId() override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
+  void setId(const Integer&) override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
+  Integer getId() const override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
+
+  bool hasModelKelpa(Deviant) const override { return fModel != nullptr; }
+  void removeModelKelpa(Deviant) override { fModel = nullptr; }
+  void setModelKelpa(Deviant, const Model& model) override { fModel = model.get(); }
+  Model getModelKelpa(Deviant d) const override {
+    if (d.isNull() && fModel) d = primary_cast<NSInterface::ObjectIntf>(fModel)->getRootDeviant();
+    return Model(fModel, d);
+  }
+  void removeOnlyModelKelpa(Deviant d) override { removeModelKelpa(d); }
+  void setOnlyModelKelpa(Deviant d, const Model& model) override { setModelKelpa(d, model); }
+
+  bool hasContainerKelpa(Deviant) const override { return fHasContainer; }
+  void removeContainerKelpa(Deviant) override {
+    fHasContainer = false;
+    setContainerPtr(nullptr);
+  }
+  void setContainerKelpa(Deviant, const ClassObject& container) override {
+    setContainerPtr(container.get());
+    fHasContainer = fContainer != nullptr;
+  }
+  ClassObject getContainerKelpa(Deviant d) const override { return ClassObject(fContainer, d); }
+  void removeOnlyContainerKelpa(Deviant d) override { removeContainerKelpa(d); }
+  void setOnlyContainerKelpa(Deviant d, const ClassObject& c) override { setContainerKelpa(d, c); }
+
+ private:
+  // Models do not count references, so an element never keeps its model alive; a
+  // containing element is held by a count.
+  void setContainerPtr(NSInterface::ClassObjectIntf* p) {
+    if (p == fContainer) return;
+    NSInterface::ClassObjectIntf* old = fContainer;
+    fContainer = p;
+    if (p) p->incRef();
+    if (old) old->decRef();
+  }
+  void assignKernel(const ElementState& other) {
+    fModel = other.fModel;
+    setContainerPtr(other.fContainer);
+    fHasContainer = other.fHasContainer;
+  }
+
+  NSInterface::ModelIntf* fModel = nullptr;
+  NSInterface::ClassObjectIntf* fContainer = nullptr;
+  bool fHasContainer = false;
+};
+
+}  // namespace Kelpa

@@ -1,0 +1,120 @@
+#pragma once
+// The kernel's own value types and the boxing of values into Objects.
+//
+// A value crosses to the kernel as a Tovi::any inside a ValueObject; the
+// ValueObjectFactory makes such objects by registered type name, and the
+// TypeInfoRegistry maps each name to the Tovi::TypeInfo that parses and prints it.
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <Kelpa/Handles.h>
+#include <Tovi/Any.h>
+
+namespace Tovi {
+class TypeInfo;
+}
+
+namespace Kelpa {
+
+// UTF-16 text with a narrow (UTF-8) form cached on first request.
+class String {
+ public:
+  String() = default;
+  String(const char* utf8);
+  String(const std::string& utf8);
+  String(const std::u16string& text) : fText(text) {}
+  String(std::u16string&& text) noexcept : fText(std::move(text)) {}
+  String(const String& other) : fText(other.fText) {}
+  String(String&& other) noexcept : fText(std::move(other.fText)) {}
+  ~String();
+  String& operator=(const String& other);
+  String& operator=(String&& other) noexcept;
+
+  operator Object() const;
+  const std::u16string& ustr() const noexcept { return fText; }
+  const char* c_str() const;
+  std::string str() const { return to_string(fText); }
+  bool empty() const noexcept { return fText.empty(); }
+
+  static std::string to_string(const std::u16string& text);
+  static std::u16string to_ustring(const std::string& utf8);
+  static std::string getTypeName() { return "Kelpa.String"; }
+  static const Tovi::TypeInfo& getTypeInfo();
+
+  friend bool operator==(const String& a, const String& b) noexcept { return a.fText == b.fText; }
+  friend bool operator<(const String& a, const String& b) noexcept { return a.fText < b.fText; }
+
+ private:
+  std::u16string fText;
+  mutable std::unique_ptr<std::string> fNarrow;
+};
+
+class Integer {
+ public:
+  constexpr Integer() noexcept = default;
+  constexpr Integer(int value) noexcept : fValue(value) {}
+  constexpr std::int32_t getValue() const noexcept { return fValue; }
+  constexpr operator std::int32_t() const noexcept { return fValue; }
+  operator Object() const;
+  static std::string getTypeName() { return "Kelpa.Integer"; }
+  static const Tovi::TypeInfo& getTypeInfo();
+
+ private:
+  std::int32_t fValue = 0;
+};
+
+class Boolean {
+ public:
+  constexpr Boolean() noexcept = default;
+  constexpr Boolean(bool value) noexcept : fValue(value) {}
+  constexpr bool getValue() const noexcept { return fValue; }
+  constexpr operator bool() const noexcept { return fValue; }
+  operator Object() const;
+  static std::string getTypeName() { return "Kelpa.Boolean"; }
+  static const Tovi::TypeInfo& getTypeInfo();
+
+ private:
+  bool fValue = false;
+};
+
+namespace util {
+std::u16string UTF8ToUString(const char* utf8);
+}
+
+namespace NSInterface {
+
+// A boxed value: its registered type name and the any that holds it.
+class ValueObjectIntf : public ObjectIntf {
+ public:
+  virtual const Tovi::any& getValue() const = 0;
+  virtual const std::string& getTypeName() const = 0;
+};
+
+}  // namespace NSInterface
+
+class ValueObjectFactory {
+ public:
+  static bool isValueObjectType(const std::string& name);
+  // The default value of the type.
+  static ValueObject create(const std::string& name);
+  // value must hold the type's own C++ type.
+  static ValueObject create(const std::string& name, const Tovi::any& value);
+  // Parses text with the type's TypeInfo; a parse failure raises.
+  static ValueObject createFromString(const std::string& name, const String& text);
+};
+
+class TypeInfoRegistry {
+ public:
+  static void registerTypeInfo(const std::string& name, const Tovi::TypeInfo& info);
+  static void unregisterTypeInfo(const std::string& name);
+  // The registered TypeInfo, or null.
+  static const Tovi::TypeInfo* findTypeInfo(const std::string& name);
+  static std::size_t size();
+};
+
+// The any held by a value object, read as T. A null or dead object, or one that is
+// no value, gives ok = false.
+const Tovi::any* valueOf(const ImmutableObject& object);
+
+}  // namespace Kelpa

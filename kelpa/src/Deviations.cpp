@@ -1,0 +1,161 @@
+#include <Kelpa/Deviations.h>
+
+#include <Kelpa/Asserter.h>
+
+namespace Kelpa {
+
+namespace {
+constexpr Where kSource{"kelpa/kernel/deviant/Deviations"};
+using NSInterface::ObjectIntf;
+
+bool isSentinel(const ObjectIntf* p) { return p && !Deviant::isRealState(p); }
+}  // namespace
+
+// States are handed around as the address of the class's interface; a state coming
+// from a kernel table is turned into that with the class's stateTag.
+ObjectIntf* DeviationsCore::castState(const ElementOps& ops, ObjectIntf* slot) const {
+  if (!Deviant::isRealState(slot)) return slot;
+  return primary_cast<ObjectIntf>(slot->cast(ops.stateTag()));
+}
+
+ObjectIntf* DeviationsCore::slotOf(Deviant d) const {
+  return d.getDeviantId() == 0 ? rootState : d.getStateOfObject(object);
+}
+
+void DeviationsCore::storeSlot(Deviant d, ObjectIntf* value) {
+  if (d.getDeviantId() == 0)
+    rootState = value;
+  else
+    d.setStateOfObject(object, value);
+}
+
+void DeviationsCore::checkEntry(Deviant& d, Deviant root) const {
+  if (rootState == Deviant::ModelDestroyed)
+    Asserter::MakeAlways<Exception>("object accessed after its model has been destroyed")
+        .handle(kSource.path, __LINE__, "");
+  if (!d.isValid())
+    Asserter::MakeAlways<Exception>("object accessed after its deviant has been removed")
+        .handle(kSource.path, __LINE__, "");
+  if (root.isNull() || root.getDeviantId() != 0)
+    Asserter::Make<Exception>(false, "Internal assertion without a message detected! Please fix me asap")
+        .handle(kSource.path, __LINE__, "");
+  // A deviant of another model: the access goes to the object's own root deviant.
+  if (d != root && d.getRootDeviant() != root) d = root;
+}
+
+ObjectIntf* DeviationsCore::stateIn(const ElementOps& ops, Deviant d) const {
+  return d.getDeviantId() == 0 ? rootState : castState(ops, d.getStateOfObject(object));
+}
+
+ObjectIntf* DeviationsCore::committedRootState(const ElementOps& ops, Deviant d) const {
+  ObjectIntf* saved = d.getRootDeviant().getSavedOldStateOfObject(object);
+  if (!saved) return rootState;
+  if (isSentinel(saved)) return saved;
+  ObjectIntf* s = castState(ops, saved);
+  return s ? s : rootState;
+}
+
+ObjectIntf* DeviationsCore::effectiveState(const ElementOps& ops, Deviant d) const {
+  ObjectIntf* s = stateIn(ops, d);
+  if (!s || s == Deviant::FallbackToRoot) return committedRootState(ops, d);
+  return s;
+}
+
+ObjectIntf* DeviationsCore::readStateSlow(const ElementOps& ops, Deviant d, Deviant root) const {
+  checkEntry(d, root);
+  ObjectIntf* v = castState(ops, slotOf(d));
+  if (v == Deviant::InvalidObject) {
+    d.assertObjectNotPresentInDeviant(object);
+  }
+  if (v && v != Deviant::FallbackToRoot) return v;  // a state, or ModelDestroyed
+  ObjectIntf* saved = d.getRootDeviant().getSavedOldStateOfObject(object);
+  if (saved == Deviant::InvalidObject) d.assertObjectNotPresentInDeviant(object);
+  if (saved == Deviant::FallbackToRoot || saved == Deviant::ModelDestroyed) return saved;
+  if (saved) {
+    if (ObjectIntf* s = castState(ops, saved)) return s;
+  }
+  if (!rootState || rootState == Deviant::InvalidObject) d.assertObjectNotPresentInDeviant(object);
+  return rootState;
+}
+
+ObjectIntf* DeviationsCore::writeStateSlow(const ElementOps& ops, Deviant d, Deviant root) {
+  checkEntry(d, root);
+  if (DeviantAssertions::sAssertionsEnabled) d.internal_assertWritable(object);
+  ObjectIntf* v = castState(ops, slotOf(d));
+  if (v && v != Deviant::FallbackToRoot) {
+    if (v == Deviant::InvalidObject) d.assertObjectNotPresentInDeviant(object);
+    if (d.hasUndoStack() && d.isWithinTransaction() && !d.getSavedOldStateOfObject(object))
+      d.saveOldStateOfObject(object, Deviant::isRealState(v) ? ops.copy(v) : v);
+    return v;
+  }
+  // Copy on write: the first write in a deviant takes a private copy of what the
+  // deviant saw so far.
+  ObjectIntf* const old = v;
+  ObjectIntf* s = committedRootState(ops, d);
+  ObjectIntf* copy = Deviant::isRealState(s) ? ops.copy(s) : s;
+  storeSlot(d, copy);
+  if (d.hasUndoStack() && d.isWithinTransaction() && !d.getSavedOldStateOfObject(object))
+    d.saveOldStateOfObject(object, old);
+  return copy;
+}
+
+bool DeviationsCore::isValidIn(const ElementOps& ops, Deviant d) const {
+  if (rootState == Deviant::ModelDestroyed) return false;
+  if (!d.isValid()) return false;
+  ObjectIntf* v = castState(ops, slotOf(d));
+  if (v && v != Deviant::FallbackToRoot) return v != Deviant::InvalidObject;
+  ObjectIntf* saved = d.getRootDeviant().getSavedOldStateOfObject(object);
+  if (saved == Deviant::InvalidObject) return false;
+  if (saved == Deviant::FallbackToRoot || saved == Deviant::ModelDestroyed) return true;
+  if (saved) {
+    if (ObjectIntf* s = castState(ops, saved)) return s != Deviant::InvalidObject;
+  }
+  return rootState && rootState != Deviant::InvalidObject;
+}
+
+ObjectIntf* DeviationsCore::getDeviation(const ElementOps& ops, Deviant d) const {
+  return stateIn(ops, d);
+}
+
+void DeviationsCore::setDeviation(const ElementOps& ops, Deviant d, ObjectIntf* state) {
+  ObjectIntf* old = stateIn(ops, d);
+  if (Deviant::isRealState(old)) delete old;
+  storeSlot(d, castState(ops, state));
+}
+
+ObjectIntf* DeviationsCore::createDeviation(const ElementOps& ops, Deviant d) {
+  ObjectIntf* old = stateIn(ops, d);
+  if (Deviant::isRealState(old)) return nullptr;
+  ObjectIntf* s = ops.create();
+  storeSlot(d, s);
+  return s;
+}
+
+void DeviationsCore::destroyDeviation(const ElementOps& ops, Deviant d) {
+  ObjectIntf* old = stateIn(ops, d);
+  if (Deviant::isRealState(old)) delete old;
+  storeSlot(d, Deviant::InvalidObject);
+}
+
+void DeviationsCore::destroyState(const ElementOps& ops, ObjectIntf* state) {
+  ObjectIntf* s = castState(ops, state);
+  if (Deviant::isRealState(s)) delete s;
+}
+
+ObjectIntf* DeviationsCore::copyOfDeviation(const ElementOps& ops, Deviant d) {
+  ObjectIntf* s = stateIn(ops, d);
+  if (!Deviant::isRealState(s)) return s;
+  return ops.copy(s);
+}
+
+void DeviationsCore::markModelDestroyed() {
+  deleteRootState();
+  rootState = Deviant::ModelDestroyed;
+}
+
+void DeviationsCore::deleteRootState() noexcept {
+  if (Deviant::isRealState(rootState)) delete rootState;
+  rootState = nullptr;
+}
+
+}  // namespace Kelpa

@@ -1,0 +1,75 @@
+#pragma once
+// The kernel's model: ids, membership, root objects and the deviants of the model.
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include <Kelpa/Model.h>
+#include <Kelpa/MultiIndexImpl.h>
+
+namespace Kelpa::detail {
+
+struct DeviantTables {
+  std::unordered_map<const NSInterface::ClassObjectIntf*, NSInterface::ObjectIntf*> states;
+  std::unordered_map<const NSInterface::ClassObjectIntf*, NSInterface::ObjectIntf*> saved;
+  std::unordered_set<const NSInterface::ClassObjectIntf*> created;
+  bool withinTransaction = false;
+};
+
+// A new deviant record; records live as long as the process, so that a deviant word
+// of a removed deviant or a destroyed model stays answerable.
+DeviantData* newDeviantData(std::uint32_t id, DeviantData* root, NSInterface::ModelIntf* model);
+
+class ModelImpl final : public NSInterface::ModelIntf {
+ public:
+  ModelImpl();
+  ~ModelImpl() override;
+
+  ReferenceCountingIntf* cast(const ClassInfo& info) const override;
+  bool deviant_isValid(Deviant d) const override;
+  Deviant getRootDeviant() const override { return Deviant(fRoot); }
+  std::string getRuvoName(bool immutable) const override;
+  Object getEmptyValue() override;
+
+  bool hasId() const override { return true; }
+  void removeId() override {}
+  void setId(const Integer&) override {}
+  Integer getId() const override { return Integer(0); }
+
+  // A model is its own state for the kernel members, and has neither.
+  bool hasModelKelpa(Deviant) const override { return false; }
+  void removeModelKelpa(Deviant) override {}
+  void setModelKelpa(Deviant, const Model&) override {}
+  Model getModelKelpa(Deviant) const override;
+  bool hasContainerKelpa(Deviant) const override { return false; }
+  void removeContainerKelpa(Deviant) override {}
+  void setContainerKelpa(Deviant, const ClassObject&) override {}
+  ClassObject getContainerKelpa(Deviant) const override;
+  ClassObjectIntf* getReadDeviantI(Deviant, const ClassObjectIntf*) const override;
+  ClassObjectIntf* getWriteDeviantI(Deviant, const ClassObjectIntf*) const override;
+  using ClassObjectIntf::getReadDeviantI;
+  using ClassObjectIntf::getWriteDeviantI;
+
+  Integer nextObjectId(Deviant d) override;
+  void bindObjectId(Deviant d, const ClassObject& object, const Integer& id) override;
+  Sequence<ClassObject> getRootObjects(Deviant d) override;
+  Sequence<ClassObject> getTopPackages(Deviant d) override;
+  ClassObject findObjectById(Deviant d, const Integer& id) const override;
+  std::size_t numberOfObjects() const override { return fObjects.size(); }
+  void destroyModel() override;
+
+  void addObject(NSInterface::ClassObjectIntf* object) { fObjects.insert(object); }
+  void removeObject(NSInterface::ClassObjectIntf* object);
+  const std::vector<DeviantData*>& deviants() const { return fDeviants; }
+
+ private:
+  DeviantData* fRoot;
+  std::vector<DeviantData*> fDeviants;  // the root first
+  std::int32_t fLastId = 0;
+  std::unordered_set<NSInterface::ClassObjectIntf*> fObjects;
+  std::unordered_map<std::int32_t, NSInterface::ClassObjectIntf*> fById;
+  MultiIndexImpl<ClassObject> fRootObjects;
+  MultiIndexImpl<ClassObject> fTopPackages;
+};
+
+}  // namespace Kelpa::detail

@@ -1,0 +1,289 @@
+#include <Kelpa/MultiIndexImpl.h>
+
+#include <boost/multi_index/identity.hpp>
+#include <boost/multi_index/ordered_index.hpp>
+#include <boost/multi_index/random_access_index.hpp>
+#include <boost/multi_index_container.hpp>
+
+#include <Kelpa/Asserter.h>
+
+namespace Kelpa {
+
+namespace MultiIndexImplInternal {
+
+namespace bmi = boost::multi_index;
+using Key = NSInterface::ClassObjectIntf*;
+
+// Positions and insertion order first, then uniqueness and lookup by identity.
+struct RefContainer
+    : bmi::multi_index_container<Key, bmi::indexed_by<bmi::random_access<>,
+                                                      bmi::ordered_unique<bmi::identity<Key>>>> {};
+
+namespace {
+constexpr Where kSource{"kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs"};
+
+[[noreturn, gnu::cold]] void fail(int line, const char* message) {
+  Asserter::Make<Exception>(false, "%s", message).handle(kSource.path, line, "");
+  __builtin_unreachable();
+}
+
+void checkIndex(int index, int limit) {
+  if (index < 0) fail(__LINE__, "sequence index must be positive");
+  if (index >= limit) fail(__LINE__, "sequence index out of bounds");
+}
+
+using Position = RefContainer::nth_index<0>::type::iterator;
+
+class RefIterator final : public Generic::IteratorIntf {
+ public:
+  explicit RefIterator(Position position) : fPosition(position) {}
+  Object generic_get(const Deviant& d) const override { return Object(*fPosition, d); }
+  void generic_next() override { ++fPosition; }
+  bool generic_equal(const IteratorIntf* other) const override {
+    const auto* o = dynamic_cast<const RefIterator*>(other);
+    return o && o->fPosition == fPosition;
+  }
+  Position position() const { return fPosition; }
+
+ private:
+  Position fPosition;
+};
+
+// An iterator of an empty sequence that has no container yet.
+const RefContainer& emptyContainer() {
+  static const auto* empty = new RefContainer();
+  return *empty;
+}
+
+Position positionOf(Generic::IteratorIntf* it) {
+  auto* ref = dynamic_cast<RefIterator*>(it);
+  if (!ref) fail(__LINE__, "iterator of another sequence");
+  return ref->position();
+}
+}  // namespace
+
+MultiIndexImplForRefs::MultiIndexImplForRefs(const MultiIndexImplForRefs& other)
+    : Generic::SequenceIntf(other), fTraits(other.fTraits) {
+  if (other.fContainer && !other.fContainer->empty()) {
+    fContainer = new RefContainer(*other.fContainer);
+    for (Key k : *fContainer) k->incRef();
+  }
+}
+
+MultiIndexImplForRefs& MultiIndexImplForRefs::operator=(const MultiIndexImplForRefs& other) {
+  if (this == &other) return *this;
+  RefContainer* old = fContainer;
+  fContainer = nullptr;
+  if (other.fContainer && !other.fContainer->empty()) {
+    fContainer = new RefContainer(*other.fContainer);
+    for (Key k : *fContainer) k->incRef();
+  }
+  if (old) {
+    for (Key k : *old) k->decRef();
+    delete old;
+  }
+  return *this;
+}
+
+MultiIndexImplForRefs::~MultiIndexImplForRefs() {
+  if (!fContainer) return;
+  RefContainer* c = fContainer;
+  fContainer = nullptr;
+  for (Key k : *c) k->decRef();
+  delete c;
+}
+
+RefContainer* MultiIndexImplForRefs::container() {
+  if (!fContainer) fContainer = new RefContainer();
+  return fContainer;
+}
+
+int MultiIndexImplForRefs::size() const noexcept {
+  return fContainer ? static_cast<int>(fContainer->size()) : 0;
+}
+
+NSInterface::ClassObjectIntf* MultiIndexImplForRefs::keyAt(int index) const {
+  checkIndex(index, size());
+  return (*fContainer)[static_cast<std::size_t>(index)];
+}
+
+bool MultiIndexImplForRefs::insertKeyAt(int index, Key key) {
+  RefContainer* c = container();
+  auto result = c->insert(c->begin() + index, key);
+  if (result.second) key->incRef();
+  return result.second;
+}
+
+bool MultiIndexImplForRefs::appendKey(Key key) { return insertKeyAt(size(), key); }
+
+bool MultiIndexImplForRefs::eraseKey(const NSInterface::ClassObjectIntf* key) {
+  if (!fContainer) return false;
+  auto& byKey = fContainer->get<1>();
+  auto it = byKey.find(const_cast<Key>(key));
+  if (it == byKey.end()) return false;
+  Key k = *it;
+  byKey.erase(it);
+  k->decRef();
+  return true;
+}
+
+bool MultiIndexImplForRefs::containsKey(const NSInterface::ClassObjectIntf* key) const {
+  return fContainer && fContainer->get<1>().count(const_cast<Key>(key)) != 0;
+}
+
+Object MultiIndexImplForRefs::generic_at(int index, const Deviant& d) const {
+  return Object(keyAt(index), d);
+}
+
+Object MultiIndexImplForRefs::generic_front(const Deviant& d) const {
+  if (size() == 0) fail(__LINE__, "sequence is empty");
+  return Object(fContainer->front(), d);
+}
+
+Object MultiIndexImplForRefs::generic_back(const Deviant& d) const {
+  if (size() == 0) fail(__LINE__, "sequence is empty");
+  return Object(fContainer->back(), d);
+}
+
+Generic::IteratorIntf* MultiIndexImplForRefs::generic_end(const Deviant&) const {
+  return new RefIterator(fContainer ? fContainer->end() : emptyContainer().end());
+}
+
+Generic::IteratorIntf* MultiIndexImplForRefs::generic_begin(const Deviant&) const {
+  return new RefIterator(fContainer ? fContainer->begin() : emptyContainer().begin());
+}
+
+void MultiIndexImplForRefs::generic_clear(const Deviant&) {
+  if (!fContainer) return;
+  // Release after unlinking: a released element may be destroyed, and its
+  // destruction must not find itself still in this container.
+  RefContainer taken;
+  taken.swap(*fContainer);
+  for (Key k : taken) k->decRef();
+}
+
+void MultiIndexImplForRefs::generic_insert(const Deviant&, int index, const Object& value) {
+  checkIndex(index, size() + 1);
+  insertKeyAt(index, keyOf(value.get()));
+}
+
+Generic::IteratorIntf* MultiIndexImplForRefs::generic_insert(const Deviant&,
+                                                             Generic::IteratorIntf* before,
+                                                             const Object& value) {
+  Key key = keyOf(value.get());
+  Position pos = positionOf(before);
+  RefContainer* c = container();
+  auto result = c->insert(pos, key);
+  if (result.second) key->incRef();
+  return new RefIterator(result.first);
+}
+
+Generic::IteratorIntf* MultiIndexImplForRefs::generic_erase(const Deviant&,
+                                                            Generic::IteratorIntf* position) {
+  Position pos = positionOf(position);
+  Key k = *pos;
+  Position next = fContainer->erase(pos);
+  k->decRef();
+  return new RefIterator(next);
+}
+
+Generic::IteratorIntf* MultiIndexImplForRefs::generic_erase(const Deviant&,
+                                                            Generic::IteratorIntf* first,
+                                                            Generic::IteratorIntf* last) {
+  Position from = positionOf(first);
+  Position to = positionOf(last);
+  std::vector<Key> released(from, to);
+  Position next = fContainer->erase(from, to);
+  for (Key k : released) k->decRef();
+  return new RefIterator(next);
+}
+
+void MultiIndexImplForRefs::generic_eraseAt(const Deviant&, int index) {
+  checkIndex(index, size());
+  auto pos = fContainer->begin() + index;
+  Key k = *pos;
+  fContainer->erase(pos);
+  k->decRef();
+}
+
+void MultiIndexImplForRefs::generic_pop_back(const Deviant& d) {
+  if (size() == 0) fail(__LINE__, "sequence is empty");
+  generic_eraseAt(d, size() - 1);
+}
+
+void MultiIndexImplForRefs::generic_pop_front(const Deviant& d) {
+  if (size() == 0) fail(__LINE__, "sequence is empty");
+  generic_eraseAt(d, 0);
+}
+
+void MultiIndexImplForRefs::generic_push_back(const Deviant&, const Object& value) {
+  insertKeyAt(size(), keyOf(value.get()));
+}
+
+void MultiIndexImplForRefs::generic_push_front(const Deviant&, const Object& value) {
+  insertKeyAt(0, keyOf(value.get()));
+}
+
+void MultiIndexImplForRefs::generic_replace(const Deviant&, int index, const Object& value) {
+  checkIndex(index, size());
+  Key key = keyOf(value.get());
+  auto pos = fContainer->begin() + index;
+  Key old = *pos;
+  if (old == key) return;
+  if (!fContainer->replace(pos, key)) return;  // already elsewhere in the sequence
+  key->incRef();
+  old->decRef();
+}
+
+bool MultiIndexImplForRefs::generic_contains(const Object& value) const {
+  if (!fContainer || value.isNull()) return false;
+  auto* asClassObject = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
+  return asClassObject && containsKey(asClassObject);
+}
+
+int MultiIndexImplForRefs::generic_indexOf(const Object& value) const {
+  if (!fContainer || value.isNull()) return -1;
+  auto* key = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
+  auto& byKey = fContainer->get<1>();
+  auto it = byKey.find(key);
+  if (it == byKey.end()) return -1;
+  return static_cast<int>(fContainer->project<0>(it) - fContainer->begin());
+}
+
+bool MultiIndexImplForRefs::specialized_equal(const Deviant&, const SequenceIntf* other,
+                                              const Deviant&, bool& handled) const {
+  const auto* o = dynamic_cast<const MultiIndexImplForRefs*>(other);
+  if (!o) {
+    handled = false;
+    return false;
+  }
+  handled = true;
+  if (size() != o->size()) return false;
+  for (int i = 0; i < size(); ++i)
+    if ((*fContainer)[i] != (*o->fContainer)[i]) return false;
+  return true;
+}
+
+void MultiIndexImplForRefs::specialized_assign(const Deviant&, const SequenceIntf* other,
+                                               const Deviant&, bool& handled) {
+  const auto* o = dynamic_cast<const MultiIndexImplForRefs*>(other);
+  if (!o) {
+    handled = false;
+    return;
+  }
+  handled = true;
+  *this = *o;
+}
+
+std::string MultiIndexImplForRefs::getTypeName() const { return fTraits->typeName; }
+
+}  // namespace MultiIndexImplInternal
+
+void MultiIndexImplForRefsHelper::raiseNullObject(const char* sequenceTypeName) {
+  Asserter::Make<Exception>(false, "%s",
+                            (std::string("null object while inserting into ") + sequenceTypeName).c_str())
+      .handle("kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs", __LINE__, "");
+  __builtin_unreachable();
+}
+
+}  // namespace Kelpa
