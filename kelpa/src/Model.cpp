@@ -132,7 +132,11 @@ ModelImpl::ModelImpl() : fRoot(newDeviantData(0, nullptr, this)) {
   liveModels().insert(this);
 }
 
-ModelImpl::~ModelImpl() { liveModels().erase(this); }
+ModelImpl::~ModelImpl() = default;
+
+void ModelImpl::decRef() {
+  if (--fRefCount <= 0 && fDestroyed) delete this;
+}
 
 ReferenceCountingIntf* ModelImpl::cast(const ClassInfo& info) const {
   return castAlongChain<NSInterface::ModelIntf, NSInterface::ClassObjectIntf,
@@ -192,6 +196,7 @@ void ModelImpl::removeObject(NSInterface::ClassObjectIntf* object) {
 }
 
 void ModelImpl::destroyModel() {
+  if (fDestroyed) return;
   // Keep every element alive while the model lets go of it, so that no destructor
   // runs while the sets are walked.
   std::vector<NSInterface::ClassObjectIntf*> objects(fObjects.begin(), fObjects.end());
@@ -214,7 +219,9 @@ void ModelImpl::destroyModel() {
   fObjects.clear();
   fById.clear();
   for (auto* o : objects) o->decRef();
-  delete this;
+  liveModels().erase(this);
+  fDestroyed = true;
+  if (fRefCount <= 0) delete this;
 }
 
 }  // namespace detail

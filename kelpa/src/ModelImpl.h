@@ -25,6 +25,11 @@ class ModelImpl final : public NSInterface::ModelIntf {
   ModelImpl();
   ~ModelImpl() override;
 
+  // Handles count a model so that a destroyed model is freed with its last handle; a
+  // live model is never freed by its count.
+  void incRef() override { ++fRefCount; }
+  void decRef() override;
+  int numRef() const override { return fRefCount; }
   ReferenceCountingIntf* cast(const ClassInfo& info) const override;
   bool deviant_isValid(Deviant d) const override;
   Deviant getRootDeviant() const override { return Deviant(fRoot); }
@@ -64,6 +69,8 @@ class ModelImpl final : public NSInterface::ModelIntf {
 
  private:
   DeviantData* fRoot;
+  int fRefCount = 0;
+  bool fDestroyed = false;
   std::vector<DeviantData*> fDeviants;  // the root first
   std::int32_t fLastId = 0;
   std::unordered_set<NSInterface::ClassObjectIntf*> fObjects;

@@ -27,7 +27,7 @@ class ModelIntf : public ClassObjectIntf {
   virtual std::size_t numberOfObjects() const = 0;
   // Ends the model: every element becomes a husk that raises on access, the model's
   // own references are released and its deviants become invalid. The model object
-  // itself is freed; handles on it must not be used afterwards.
+  // is freed with the last handle on it.
   virtual void destroyModel() = 0;
 };
 
