@@ -5,18 +5,57 @@
 
 #include <Kelpa/Asserter.h>
 #include <Kelpa/Model.h>
+#include <Kelpa/MultiIndexImpl.h>
+#include <Kelpa/detail/MultiIndexPrimitivesImpl.h>
 
 namespace Kelpa {
 
 namespace {
 constexpr Where kDeviationsSource{"kelpa/kernel/deviant/Deviations"};
 
-// The process-wide map of external ids, keyed by state.
-std::map<const NSInterface::ClassObjectIntf*, String>& externalIds() {
-  static auto* map = new std::map<const NSInterface::ClassObjectIntf*, String>();
+using ToolInfos = MultiIndexImplInternal::MultiIndexImplForPrimitives<ExternalToolInfo>;
+using Stereotypes = MultiIndexImpl<StereotypeObject>;
+template <class V>
+using SparseMap = std::map<const NSInterface::ClassObjectIntf*, V>;
+
+// The process-wide sparse maps, keyed by state. Process lifetime: states may die in
+// destructors that run at exit.
+SparseMap<String>& externalIds() {
+  static auto* map = new SparseMap<String>();
   return *map;
 }
+SparseMap<ToolInfos*>& toolInfos() {
+  static auto* map = new SparseMap<ToolInfos*>();
+  return *map;
+}
+SparseMap<Stereotypes*>& stereotypes() {
+  static auto* map = new SparseMap<Stereotypes*>();
+  return *map;
+}
+
+// The entry of key, made on first request.
+template <class Seq>
+Seq* entryOf(SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* key) {
+  Seq*& entry = map[key];
+  if (!entry) entry = new Seq();
+  return entry;
+}
+template <class Seq>
+bool hasEntries(const SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* key) {
+  auto it = map.find(key);
+  return it != map.end() && it->second->generic_size() != 0;
+}
+template <class Seq>
+void eraseEntry(SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* key) {
+  auto it = map.find(key);
+  if (it == map.end()) return;
+  Seq* seq = it->second;
+  map.erase(it);
+  delete seq;
+}
 }  // namespace
+
+template class MultiIndexImplInternal::MultiIndexImplForPrimitives<ExternalToolInfo>;
 
 namespace NSInterface {
 
@@ -112,6 +151,56 @@ Kelpa::String ClassObjectIntf::getExternalId(Deviant d) const {
   return it == map.end() ? Kelpa::String() : it->second;
 }
 
+bool ClassObjectIntf::hasAppliedStereotypeInstances(Deviant d) const {
+  return hasEntries(stereotypes(), readStateOrRaise(d)->sparseKey());
+}
+Sequence<StereotypeObject> ClassObjectIntf::getAppliedStereotypeInstances(Deviant d) {
+  return Sequence<StereotypeObject>(entryOf(stereotypes(), readStateOrRaise(d)->sparseKey()), d);
+}
+Sequence<StereotypeObject> ClassObjectIntf::getAppliedStereotypeInstancesWithoutAssociation(
+    Deviant d) const {
+  return Sequence<StereotypeObject>(entryOf(stereotypes(), readStateOrRaise(d)->sparseKey()), d);
+}
+
+bool ClassObjectIntf::hasExternalToolInfos(Deviant d) const {
+  return hasEntries(toolInfos(), readStateOrRaise(d)->sparseKey());
+}
+Sequence<ExternalToolInfo> ClassObjectIntf::getExternalToolInfos(Deviant d) {
+  return Sequence<ExternalToolInfo>(entryOf(toolInfos(), readStateOrRaise(d)->sparseKey()), d);
+}
+Sequence<ExternalToolInfo> ClassObjectIntf::getExternalToolInfosWithoutAssociation(
+    Deviant d) const {
+  return Sequence<ExternalToolInfo>(entryOf(toolInfos(), readStateOrRaise(d)->sparseKey()), d);
+}
+
+ExternalToolInfo ClassObjectIntf::getExternalToolInfo(Deviant d, const Kelpa::String& tool) const {
+  auto& map = toolInfos();
+  auto it = map.find(readStateOrRaise(d)->sparseKey());
+  if (it != map.end()) {
+    for (int i = 0; i < it->second->size(); ++i)
+      if (it->second->valueAt(i).getToolName() == tool) return it->second->valueAt(i);
+  }
+  return ExternalToolInfo();
+}
+
+// One info per tool: a new info of a tool replaces the one it had.
+void ClassObjectIntf::setExternalToolInfo(Deviant d, const ExternalToolInfo& info) {
+  ToolInfos* infos = entryOf(toolInfos(), writeStateOrRaise(d)->sparseKey());
+  for (int i = 0; i < infos->size(); ++i) {
+    if (infos->valueAt(i).getToolName() == info.getToolName()) {
+      infos->erase(ExternalToolInfo(infos->valueAt(i)));
+      break;
+    }
+  }
+  infos->append(info);
+}
+
+void ClassObjectIntf::removeExternalToolInfo(Deviant d, const ExternalToolInfo& info) {
+  auto& map = toolInfos();
+  auto it = map.find(writeStateOrRaise(d)->sparseKey());
+  if (it != map.end()) it->second->erase(info);
+}
+
 }  // namespace NSInterface
 
 namespace detail {
@@ -132,9 +221,12 @@ void raiseNoState(const void* slot) {
 
 void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept {
   externalIds().erase(state);
+  eraseEntry(toolInfos(), state);
+  eraseEntry(stereotypes(), state);
 }
 
 std::size_t externalIdCount() { return externalIds().size(); }
+std::size_t sparseSequenceCount() { return toolInfos().size() + stereotypes().size(); }
 
 }  // namespace detail
 }  // namespace Kelpa

@@ -19,6 +19,11 @@ void detail::raiseNullSequence() {
   raise(kSequenceHeader, 60, "Cannot access NULL sequence. Use MakeSequence to create sequences.");
 }
 
+void detail::raiseNotAValue(const char* typeName) {
+  const std::string text = std::string("sequence element is no value of ") + typeName;
+  raise(kSequenceHeader, __LINE__, text.c_str());
+}
+
 namespace Generic {
 
 void IteratorIntf::decRef() {

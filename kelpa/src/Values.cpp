@@ -110,6 +110,28 @@ class BooleanType final : public Tovi::Type {
   Tovi::Type* clone() const override { return new BooleanType(); }
 };
 
+// "tool=info"; the tool's name holds no '='.
+class ExternalToolInfoType final : public Tovi::Type {
+ public:
+  Tovi::any convertFromString(const std::string& text, Tovi::ErrorHolder& errors) const override {
+    const std::size_t eq = text.find('=');
+    if (eq == std::string::npos) {
+      errors.addError(std::make_unique<Tovi::SimpleErrorDescription>(
+          Tovi::CodeLocation("kelpa/kernel/values/ExternalToolInfo", __LINE__),
+          Tovi::ConvertStdStringToToviString("Can't convert string '" + text +
+                                             "' to ExternalToolInfo")));
+      return Tovi::any();
+    }
+    return Tovi::any(ExternalToolInfo(String(text.substr(0, eq)), String(text.substr(eq + 1))));
+  }
+  std::string convertToString(const Tovi::any& value) const override {
+    const auto& info = Tovi::any_cast<ExternalToolInfo>(value);
+    return info.getToolName().str() + "=" + info.getInfo().str();
+  }
+  Tovi::any defaultConstruct() const override { return Tovi::any(ExternalToolInfo()); }
+  Tovi::Type* clone() const override { return new ExternalToolInfoType(); }
+};
+
 // One-argument conversions that fail raise the kernel's exception.
 [[noreturn]] void raiseConversionFailure(const Tovi::ErrorHolder& errors) {
   throw Exception(errors.getMessage());
@@ -121,6 +143,8 @@ void registerKernelValueTypes() {
   TypeInfoRegistry::registerTypeInfo(String::getTypeName(), String::getTypeInfo());
   TypeInfoRegistry::registerTypeInfo(Integer::getTypeName(), Integer::getTypeInfo());
   TypeInfoRegistry::registerTypeInfo(Boolean::getTypeName(), Boolean::getTypeInfo());
+  TypeInfoRegistry::registerTypeInfo(ExternalToolInfo::getTypeName(),
+                                     ExternalToolInfo::getTypeInfo());
 }
 
 String::String(const char* utf8) : fText(to_ustring(utf8 ? utf8 : "")) {}
@@ -165,6 +189,14 @@ const Tovi::TypeInfo& Integer::getTypeInfo() {
 Boolean::operator Object() const { return ValueObjectFactory::create(getTypeName(), Tovi::any(*this)); }
 const Tovi::TypeInfo& Boolean::getTypeInfo() {
   static const Tovi::TypeInfo info = Tovi::Type::CreateTypeInfo(new BooleanType());
+  return info;
+}
+
+ExternalToolInfo::operator Object() const {
+  return ValueObjectFactory::create(getTypeName(), Tovi::any(*this));
+}
+const Tovi::TypeInfo& ExternalToolInfo::getTypeInfo() {
+  static const Tovi::TypeInfo info = Tovi::Type::CreateTypeInfo(new ExternalToolInfoType());
   return info;
 }
 

@@ -218,6 +218,35 @@ TEST_F(KelpaModel, SparseExternalIdBelongsToTheState) {
   EXPECT_EQ(Kelpa::detail::externalIdCount(), before);  // erased with the state
 }
 
+TEST_F(KelpaModel, SparseSequencesAreMadeOnReadAndDieWithTheState) {
+  const std::size_t before = Kelpa::detail::sparseSequenceCount();
+  {
+    Note n = Note::create(model);
+    EXPECT_FALSE(n->hasExternalToolInfos(root));
+    EXPECT_FALSE(n->hasAppliedStereotypeInstances(root));
+    EXPECT_EQ(Kelpa::detail::sparseSequenceCount(), before);  // asking made nothing
+    EXPECT_TRUE(n->getAppliedStereotypeInstances(root).empty());
+    EXPECT_EQ(Kelpa::detail::sparseSequenceCount(), before + 1);  // reading did
+
+    n->setExternalToolInfo(root, {Kelpa::String("lint"), Kelpa::String("clean")});
+    n->setExternalToolInfo(root, {Kelpa::String("docs"), Kelpa::String("todo")});
+    n->setExternalToolInfo(root, {Kelpa::String("lint"), Kelpa::String("3 warnings")});
+    EXPECT_TRUE(n->hasExternalToolInfos(root));
+    Kelpa::Sequence<Kelpa::ExternalToolInfo> infos = n->getExternalToolInfos(root);
+    ASSERT_EQ(infos.size(), 2);
+    EXPECT_EQ(infos[0].getToolName().str(), "docs");
+    EXPECT_EQ(n->getExternalToolInfo(root, Kelpa::String("lint")).getInfo().str(), "3 warnings");
+    EXPECT_TRUE(n->getExternalToolInfo(root, Kelpa::String("none")).getToolName().empty());
+    infos.push_back({Kelpa::String("docs"), Kelpa::String("todo")});  // equal: refused
+    EXPECT_EQ(infos.size(), 2);
+    n->removeExternalToolInfo(root, {Kelpa::String("docs"), Kelpa::String("todo")});
+    EXPECT_EQ(infos.size(), 1);
+    EXPECT_EQ(infos.getDeviant(), root);
+    model->getRootObjects(root).clear();
+  }
+  EXPECT_EQ(Kelpa::detail::sparseSequenceCount(), before);
+}
+
 TEST_F(KelpaModel, ContainerHoldsACountAndAModelDoesNot) {
   Note box = Note::create(model);
   Note item = Note::create(model);

@@ -25,6 +25,8 @@ namespace detail {
 void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept;
 // Number of entries in the process-wide external id map.
 std::size_t externalIdCount();
+// Number of entries in the two sparse sequence maps.
+std::size_t sparseSequenceCount();
 }  // namespace detail
 
 // A resolved state that may be called through.

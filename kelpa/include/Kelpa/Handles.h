@@ -155,6 +155,22 @@ class ClassObject : public ImmutableClassObject {
   }
 };
 
+class StereotypeObject : public ImmutableClassObject {
+ public:
+  using Intf = NSInterface::StereotypeObjectIntf;
+  static constexpr const char* sequenceTypeName() { return "Kelpa.SequenceOfStereotypeObject"; }
+  StereotypeObject() noexcept = default;
+  StereotypeObject(NSInterface::StereotypeObjectIntf* p, Deviant d) : ImmutableClassObject(p, d) {}
+  explicit StereotypeObject(const ImmutableObject& o)
+      : StereotypeObject(detail::castTo<NSInterface::StereotypeObjectIntf>(o.get()), o.getDeviant()) {}
+  NSInterface::StereotypeObjectIntf* get() const noexcept {
+    return primary_cast<NSInterface::StereotypeObjectIntf>(fPtr);
+  }
+  NSInterface::StereotypeObjectIntf* operator->() const {
+    return primary_cast<NSInterface::StereotypeObjectIntf>(checked());
+  }
+};
+
 class ImmutableModel : public ImmutableClassObject {
  public:
   using Intf = NSInterface::ModelIntf;

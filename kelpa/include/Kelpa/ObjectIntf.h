@@ -65,6 +65,17 @@ class ClassObjectIntf : public ObjectIntf {
   virtual void setId(const Kelpa::Integer& id) = 0;
   virtual Kelpa::Integer getId() const = 0;
 
+  // Stereotype instances applied to the element, and tools' notes on it: sparse, like
+  // the external id below.
+  virtual bool hasAppliedStereotypeInstances(Deviant d) const;
+  virtual Sequence<StereotypeObject> getAppliedStereotypeInstances(Deviant d);
+  virtual Sequence<StereotypeObject> getAppliedStereotypeInstancesWithoutAssociation(
+      Deviant d) const;
+  // The info of the tool named, or an empty info.
+  virtual ExternalToolInfo getExternalToolInfo(Deviant d, const Kelpa::String& toolName) const;
+  virtual void setExternalToolInfo(Deviant d, const ExternalToolInfo& info);
+  virtual void removeExternalToolInfo(Deviant d, const ExternalToolInfo& info);
+
   // The model that holds the element.
   virtual bool hasModelKelpa(Deviant d) const;
   virtual void removeModelKelpa(Deviant d);
@@ -88,6 +99,10 @@ class ClassObjectIntf : public ObjectIntf {
   virtual void setExternalId(Deviant d, const Kelpa::String& id);
   virtual Kelpa::String getExternalId(Deviant d) const;
 
+  virtual bool hasExternalToolInfos(Deviant d) const;
+  virtual Sequence<ExternalToolInfo> getExternalToolInfos(Deviant d);
+  virtual Sequence<ExternalToolInfo> getExternalToolInfosWithoutAssociation(Deviant d) const;
+
   virtual ClassObjectIntf* getReadDeviantI(Deviant d, const ClassObjectIntf*) const;
   virtual ClassObjectIntf* getWriteDeviantI(Deviant d, const ClassObjectIntf*) const;
   using ObjectIntf::getReadDeviantI;
@@ -102,6 +117,12 @@ class ClassObjectIntf : public ObjectIntf {
   // state cannot be read through.
   ClassObjectIntf* readStateOrRaise(Deviant d) const;
   ClassObjectIntf* writeStateOrRaise(Deviant d) const;
+};
+
+// An instance of a stereotype applied to an element.
+class StereotypeObjectIntf : public ClassObjectIntf {
+ public:
+  using Domain = Kelpa::VisitationDomain;
 };
 
 }  // namespace NSInterface

@@ -9,6 +9,7 @@
 #include <string>
 
 #include <Kelpa/Handles.h>
+#include <Kelpa/Values.h>
 
 namespace Kelpa {
 
@@ -105,12 +106,16 @@ namespace detail {
 
 // How a T travels through the generic interface: element handles and boxed values
 // are both built from an Object, and turn into one.
+[[noreturn, gnu::cold]] void raiseNotAValue(const char* typeName);
+
 template <class T>
 T fromObject(const Object& o) {
-  if constexpr (std::is_constructible_v<T, const Object&>) {
-    return T(o);
-  } else {
+  if constexpr (std::is_constructible_v<T, const ImmutableObject&>) {
     return T(static_cast<const ImmutableObject&>(o));
+  } else {
+    const Tovi::any* held = valueOf(o);
+    if (!held) raiseNotAValue(T::getTypeName().c_str());
+    return Tovi::any_cast<T>(*held);
   }
 }
 template <class T>

@@ -78,6 +78,32 @@ class Boolean {
   bool fValue = false;
 };
 
+// What an external tool records about an element: the tool's name and its text.
+class ExternalToolInfo {
+ public:
+  ExternalToolInfo() = default;
+  ExternalToolInfo(String toolName, String info)
+      : fToolName(std::move(toolName)), fInfo(std::move(info)) {}
+  const String& getToolName() const noexcept { return fToolName; }
+  const String& getInfo() const noexcept { return fInfo; }
+  operator Object() const;
+  static std::string getTypeName() { return "Kelpa.ExternalToolInfo"; }
+  static const Tovi::TypeInfo& getTypeInfo();
+
+  friend bool operator==(const ExternalToolInfo& a, const ExternalToolInfo& b) noexcept {
+    return a.fToolName == b.fToolName && a.fInfo == b.fInfo;
+  }
+  // Orders the tool-info tables: by tool, then by text.
+  friend bool operator<(const ExternalToolInfo& a, const ExternalToolInfo& b) noexcept {
+    if (a.fToolName == b.fToolName) return a.fInfo < b.fInfo;
+    return a.fToolName < b.fToolName;
+  }
+
+ private:
+  String fToolName;
+  String fInfo;
+};
+
 namespace util {
 std::u16string UTF8ToUString(const char* utf8);
 }
