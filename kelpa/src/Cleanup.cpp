@@ -16,11 +16,15 @@ std::unordered_set<const ReferenceCountingIntf*>& registry() {
 }
 }  // namespace
 
-void Cleanup::beginMetaRegistrySection() { ++gMetaRegistrySections; }
+void Cleanup::beginMetaRegistrySection() {
+  ++gMetaRegistrySections;
+}
 void Cleanup::endMetaRegistrySection() {
   if (gMetaRegistrySections > 0) --gMetaRegistrySections;
 }
-bool Cleanup::isInMetaRegistrySection() { return gMetaRegistrySections > 0; }
+bool Cleanup::isInMetaRegistrySection() {
+  return gMetaRegistrySections > 0;
+}
 
 ReferenceCountingIntf::~ReferenceCountingIntf() {
   if (fRegistered) DeviantRegistry::retract(this);
@@ -28,9 +32,13 @@ ReferenceCountingIntf::~ReferenceCountingIntf() {
 
 void ReferenceCountingIntf::getListOfReferences(std::vector<const ReferenceCountingIntf*>&) const {}
 
-VisitMethod ReferenceCountingIntf::getVisitMethod(const VisitTable&) const { return {}; }
+VisitMethod ReferenceCountingIntf::getVisitMethod(const VisitTable&) const {
+  return {};
+}
 
-ReferenceCountingIntf* ReferenceCountingIntf::cast(const ClassInfo&) const { return nullptr; }
+ReferenceCountingIntf* ReferenceCountingIntf::cast(const ClassInfo&) const {
+  return nullptr;
+}
 
 void DeviantRegistry::enter(ReferenceCountingIntf* object) {
   registry().insert(object);
@@ -46,8 +54,14 @@ bool DeviantRegistry::contains(const ReferenceCountingIntf* object) {
   return registry().count(object) != 0;
 }
 
-Cager::Cager() noexcept { ++gCagerDepth; }
-Cager::~Cager() { --gCagerDepth; }
-int Cager::depth() noexcept { return gCagerDepth; }
+Cager::Cager() noexcept {
+  ++gCagerDepth;
+}
+Cager::~Cager() {
+  --gCagerDepth;
+}
+int Cager::depth() noexcept {
+  return gCagerDepth;
+}
 
 }  // namespace Kelpa

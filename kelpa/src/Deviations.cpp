@@ -8,7 +8,9 @@ namespace {
 constexpr Where kSource{"kelpa/kernel/deviant/Deviations"};
 using NSInterface::ObjectIntf;
 
-bool isSentinel(const ObjectIntf* p) { return p && !Deviant::isRealState(p); }
+bool isSentinel(const ObjectIntf* p) {
+  return p && !Deviant::isRealState(p);
+}
 }  // namespace
 
 // States are handed around as the address of the class's interface; a state coming
@@ -37,7 +39,8 @@ void DeviationsCore::checkEntry(Deviant& d, Deviant root) const {
     Asserter::MakeAlways<Exception>("object accessed after its deviant has been removed")
         .handle(kSource.path, __LINE__, "");
   if (root.isNull() || root.getDeviantId() != 0)
-    Asserter::Make<Exception>(false, "Internal assertion without a message detected! Please fix me asap")
+    Asserter::Make<Exception>(false,
+                              "Internal assertion without a message detected! Please fix me asap")
         .handle(kSource.path, __LINE__, "");
   // A deviant of another model: the access goes to the object's own root deviant.
   if (d != root && d.getRootDeviant() != root) d = root;

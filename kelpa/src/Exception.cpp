@@ -44,6 +44,8 @@ void raiseUnImplemented(Where where, int line, const char* message) {
   __builtin_unreachable();
 }
 
-void raiseNullRef(Where where, int line) { raise(where, line, kNullRefMessage); }
+void raiseNullRef(Where where, int line) {
+  raise(where, line, kNullRefMessage);
+}
 
 }  // namespace Kelpa

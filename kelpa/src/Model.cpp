@@ -92,7 +92,9 @@ bool Deviant::isWithinTransaction() const {
   return fData && fData->tables && fData->tables->withinTransaction;
 }
 
-bool Deviant::hasUndoStack() const { return fData && fData->undo; }
+bool Deviant::hasUndoStack() const {
+  return fData && fData->undo;
+}
 
 void Deviant::getAllDeviants(std::vector<Deviant>& out) const {
   if (detail::ModelImpl* model = modelOf(fData))
@@ -143,16 +145,24 @@ ReferenceCountingIntf* ModelImpl::cast(const ClassInfo& info) const {
                         NSInterface::ObjectIntf, ReferenceCountingIntf>(this, info);
 }
 
-bool ModelImpl::deviant_isValid(Deviant d) const { return d.isValid() && d.getModel() == this; }
+bool ModelImpl::deviant_isValid(Deviant d) const {
+  return d.isValid() && d.getModel() == this;
+}
 
 std::string ModelImpl::getRuvoName(bool immutable) const {
   return immutable ? "Kelpa.ImmutableModel" : "Kelpa.Model";
 }
 
-Object ModelImpl::getEmptyValue() { return Object(); }
+Object ModelImpl::getEmptyValue() {
+  return Object();
+}
 
-Model ModelImpl::getModelKelpa(Deviant) const { return Model(); }
-ClassObject ModelImpl::getContainerKelpa(Deviant) const { return ClassObject(); }
+Model ModelImpl::getModelKelpa(Deviant) const {
+  return Model();
+}
+ClassObject ModelImpl::getContainerKelpa(Deviant) const {
+  return ClassObject();
+}
 
 NSInterface::ClassObjectIntf* ModelImpl::getReadDeviantI(Deviant, const ClassObjectIntf*) const {
   return const_cast<ModelImpl*>(this);
@@ -161,7 +171,9 @@ NSInterface::ClassObjectIntf* ModelImpl::getWriteDeviantI(Deviant, const ClassOb
   return const_cast<ModelImpl*>(this);
 }
 
-Integer ModelImpl::nextObjectId(Deviant) { return Integer(++fLastId); }
+Integer ModelImpl::nextObjectId(Deviant) {
+  return Integer(++fLastId);
+}
 
 void ModelImpl::bindObjectId(Deviant, const ClassObject& object, const Integer& id) {
   NSInterface::ClassObjectIntf* p = object.get();
@@ -252,7 +264,9 @@ bool initialize() {
   return true;
 }
 
-bool isInitialized() { return gInitialized; }
+bool isInitialized() {
+  return gInitialized;
+}
 
 void kelpaLogDebug(const char* format, ...) {
   char buffer[1024];

@@ -16,8 +16,8 @@ using Key = NSInterface::ClassObjectIntf*;
 
 // Positions and insertion order first, then uniqueness and lookup by identity.
 struct RefContainer
-    : bmi::multi_index_container<Key, bmi::indexed_by<bmi::random_access<>,
-                                                      bmi::ordered_unique<bmi::identity<Key>>>> {};
+    : bmi::multi_index_container<
+          Key, bmi::indexed_by<bmi::random_access<>, bmi::ordered_unique<bmi::identity<Key>>>> {};
 
 namespace {
 constexpr Where kSource{"kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs"};
@@ -114,7 +114,9 @@ bool MultiIndexImplForRefs::insertKeyAt(int index, Key key) {
   return result.second;
 }
 
-bool MultiIndexImplForRefs::appendKey(Key key) { return insertKeyAt(size(), key); }
+bool MultiIndexImplForRefs::appendKey(Key key) {
+  return insertKeyAt(size(), key);
+}
 
 bool MultiIndexImplForRefs::eraseKey(const NSInterface::ClassObjectIntf* key) {
   if (!fContainer) return false;
@@ -275,13 +277,15 @@ void MultiIndexImplForRefs::specialized_assign(const Deviant&, const SequenceInt
   *this = *o;
 }
 
-std::string MultiIndexImplForRefs::getTypeName() const { return fTraits->typeName; }
+std::string MultiIndexImplForRefs::getTypeName() const {
+  return fTraits->typeName;
+}
 
 }  // namespace MultiIndexImplInternal
 
 void MultiIndexImplForRefsHelper::raiseNullObject(const char* sequenceTypeName) {
-  Asserter::Make<Exception>(false, "%s",
-                            (std::string("null object while inserting into ") + sequenceTypeName).c_str())
+  Asserter::Make<Exception>(
+      false, "%s", (std::string("null object while inserting into ") + sequenceTypeName).c_str())
       .handle("kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs", __LINE__, "");
   __builtin_unreachable();
 }

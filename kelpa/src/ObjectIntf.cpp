@@ -62,17 +62,27 @@ namespace NSInterface {
 void ObjectIntf::destroyLinks(Deviant) {}
 void ObjectIntf::destroyObject(Deviant, bool) {}
 void ObjectIntf::destroy(Deviant) {}
-bool ObjectIntf::deviant_isValid(Deviant) const { return true; }
+bool ObjectIntf::deviant_isValid(Deviant) const {
+  return true;
+}
 void ObjectIntf::deviant_destroyState(ObjectIntf*) {}
 void ObjectIntf::deviant_markModelDestroyed() {}
 void ObjectIntf::deviant_commitTransientState(Deviant) {}
-ObjectIntf* ObjectIntf::deviant_getCopyOfDeviation(Deviant) { return nullptr; }
-ObjectIntf* ObjectIntf::internal_getDeviation(Deviant) const { return nullptr; }
+ObjectIntf* ObjectIntf::deviant_getCopyOfDeviation(Deviant) {
+  return nullptr;
+}
+ObjectIntf* ObjectIntf::internal_getDeviation(Deviant) const {
+  return nullptr;
+}
 void ObjectIntf::internal_setDeviation(Deviant, ObjectIntf*) {}
-ObjectIntf* ObjectIntf::internal_createDeviation(Deviant) { return nullptr; }
+ObjectIntf* ObjectIntf::internal_createDeviation(Deviant) {
+  return nullptr;
+}
 void ObjectIntf::internal_destroyDeviation(Deviant) {}
 void ObjectIntf::internal_deviationAssign(Deviant, ObjectIntf*, Deviant) {}
-Deviant ObjectIntf::getRootDeviant() const { return Deviant(); }
+Deviant ObjectIntf::getRootDeviant() const {
+  return Deviant();
+}
 
 Kelpa::String ObjectIntf::toString(Deviant) const {
   std::string text = getRuvoName(false);
@@ -81,8 +91,12 @@ Kelpa::String ObjectIntf::toString(Deviant) const {
   return Kelpa::String(text);
 }
 
-ObjectIntf* ObjectIntf::getReadDeviantI(Deviant, const ObjectIntf*) const { return nullptr; }
-ObjectIntf* ObjectIntf::getWriteDeviantI(Deviant, const ObjectIntf*) const { return nullptr; }
+ObjectIntf* ObjectIntf::getReadDeviantI(Deviant, const ObjectIntf*) const {
+  return nullptr;
+}
+ObjectIntf* ObjectIntf::getWriteDeviantI(Deviant, const ObjectIntf*) const {
+  return nullptr;
+}
 
 ClassObjectIntf* ClassObjectIntf::getReadDeviantI(Deviant, const ClassObjectIntf*) const {
   return nullptr;
@@ -98,12 +112,18 @@ ClassObjectIntf* ClassObjectIntf::writeStateOrRaise(Deviant d) const {
   return requireState(getWriteDeviantI(d, static_cast<const ClassObjectIntf*>(nullptr)));
 }
 
-bool ClassObjectIntf::hasModelKelpa(Deviant d) const { return readStateOrRaise(d)->hasModelKelpa(d); }
-void ClassObjectIntf::removeModelKelpa(Deviant d) { writeStateOrRaise(d)->removeModelKelpa(d); }
+bool ClassObjectIntf::hasModelKelpa(Deviant d) const {
+  return readStateOrRaise(d)->hasModelKelpa(d);
+}
+void ClassObjectIntf::removeModelKelpa(Deviant d) {
+  writeStateOrRaise(d)->removeModelKelpa(d);
+}
 void ClassObjectIntf::setModelKelpa(Deviant d, const Model& model) {
   writeStateOrRaise(d)->setModelKelpa(d, model);
 }
-Model ClassObjectIntf::getModelKelpa(Deviant d) const { return readStateOrRaise(d)->getModelKelpa(d); }
+Model ClassObjectIntf::getModelKelpa(Deviant d) const {
+  return readStateOrRaise(d)->getModelKelpa(d);
+}
 void ClassObjectIntf::removeOnlyModelKelpa(Deviant d) {
   writeStateOrRaise(d)->removeOnlyModelKelpa(d);
 }
@@ -225,8 +245,12 @@ void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept {
   eraseEntry(stereotypes(), state);
 }
 
-std::size_t externalIdCount() { return externalIds().size(); }
-std::size_t sparseSequenceCount() { return toolInfos().size() + stereotypes().size(); }
+std::size_t externalIdCount() {
+  return externalIds().size();
+}
+std::size_t sparseSequenceCount() {
+  return toolInfos().size() + stereotypes().size();
+}
 
 }  // namespace detail
 }  // namespace Kelpa

@@ -92,27 +92,43 @@ class NullIterator final : public IteratorIntf {
 };
 }  // namespace
 
-IteratorIntf* GenericNullSequence::generic_end(const Deviant&) const { return new NullIterator(); }
-IteratorIntf* GenericNullSequence::generic_begin(const Deviant&) const { return new NullIterator(); }
+IteratorIntf* GenericNullSequence::generic_end(const Deviant&) const {
+  return new NullIterator();
+}
+IteratorIntf* GenericNullSequence::generic_begin(const Deviant&) const {
+  return new NullIterator();
+}
 void GenericNullSequence::generic_clear(const Deviant&) {}
-void GenericNullSequence::generic_insert(const Deviant&, int, const Object&) { refuseChange(); }
+void GenericNullSequence::generic_insert(const Deviant&, int, const Object&) {
+  refuseChange();
+}
 IteratorIntf* GenericNullSequence::generic_insert(const Deviant&, IteratorIntf*, const Object&) {
   refuseChange();
 }
-IteratorIntf* GenericNullSequence::generic_erase(const Deviant&, IteratorIntf*) { refuseChange(); }
+IteratorIntf* GenericNullSequence::generic_erase(const Deviant&, IteratorIntf*) {
+  refuseChange();
+}
 IteratorIntf* GenericNullSequence::generic_erase(const Deviant&, IteratorIntf*, IteratorIntf*) {
   refuseChange();
 }
-void GenericNullSequence::generic_eraseAt(const Deviant&, int) { refuseChange(); }
+void GenericNullSequence::generic_eraseAt(const Deviant&, int) {
+  refuseChange();
+}
 void GenericNullSequence::generic_pop_back(const Deviant&) {
   raise(kNullSequenceSource, __LINE__, "sequence is empty");
 }
 void GenericNullSequence::generic_pop_front(const Deviant&) {
   raise(kNullSequenceSource, __LINE__, "sequence is empty");
 }
-void GenericNullSequence::generic_push_back(const Deviant&, const Object&) { refuseChange(); }
-void GenericNullSequence::generic_push_front(const Deviant&, const Object&) { refuseChange(); }
-void GenericNullSequence::generic_replace(const Deviant&, int, const Object&) { refuseChange(); }
+void GenericNullSequence::generic_push_back(const Deviant&, const Object&) {
+  refuseChange();
+}
+void GenericNullSequence::generic_push_front(const Deviant&, const Object&) {
+  refuseChange();
+}
+void GenericNullSequence::generic_replace(const Deviant&, int, const Object&) {
+  refuseChange();
+}
 
 }  // namespace Generic
 }  // namespace Kelpa

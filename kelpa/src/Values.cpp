@@ -165,28 +165,38 @@ String& String::operator=(String&& other) noexcept {
   return *this;
 }
 
-String::operator Object() const { return ValueObjectFactory::create(getTypeName(), Tovi::any(*this)); }
+String::operator Object() const {
+  return ValueObjectFactory::create(getTypeName(), Tovi::any(*this));
+}
 
 const char* String::c_str() const {
   if (!fNarrow) fNarrow = std::make_unique<std::string>(to_string(fText));
   return fNarrow->c_str();
 }
 
-std::string String::to_string(const std::u16string& text) { return Tovi::utf16ToUtf8(text); }
-std::u16string String::to_ustring(const std::string& utf8) { return Tovi::utf8ToUtf16(utf8); }
+std::string String::to_string(const std::u16string& text) {
+  return Tovi::utf16ToUtf8(text);
+}
+std::u16string String::to_ustring(const std::string& utf8) {
+  return Tovi::utf8ToUtf16(utf8);
+}
 
 const Tovi::TypeInfo& String::getTypeInfo() {
   static const Tovi::TypeInfo info = Tovi::Type::CreateTypeInfo(new StringType());
   return info;
 }
 
-Integer::operator Object() const { return ValueObjectFactory::create(getTypeName(), Tovi::any(*this)); }
+Integer::operator Object() const {
+  return ValueObjectFactory::create(getTypeName(), Tovi::any(*this));
+}
 const Tovi::TypeInfo& Integer::getTypeInfo() {
   static const Tovi::TypeInfo info = Tovi::Type::CreateTypeInfo(new IntegerType());
   return info;
 }
 
-Boolean::operator Object() const { return ValueObjectFactory::create(getTypeName(), Tovi::any(*this)); }
+Boolean::operator Object() const {
+  return ValueObjectFactory::create(getTypeName(), Tovi::any(*this));
+}
 const Tovi::TypeInfo& Boolean::getTypeInfo() {
   static const Tovi::TypeInfo info = Tovi::Type::CreateTypeInfo(new BooleanType());
   return info;
@@ -200,7 +210,9 @@ const Tovi::TypeInfo& ExternalToolInfo::getTypeInfo() {
   return info;
 }
 
-std::u16string util::UTF8ToUString(const char* utf8) { return Tovi::utf8ToUtf16(utf8 ? utf8 : ""); }
+std::u16string util::UTF8ToUString(const char* utf8) {
+  return Tovi::utf8ToUtf16(utf8 ? utf8 : "");
+}
 
 bool ValueObjectFactory::isValueObjectType(const std::string& name) {
   return TypeInfoRegistry::findTypeInfo(name) != nullptr;
@@ -226,7 +238,9 @@ void TypeInfoRegistry::registerTypeInfo(const std::string& name, const Tovi::Typ
   typeInfos().insert_or_assign(name, info);
 }
 
-void TypeInfoRegistry::unregisterTypeInfo(const std::string& name) { typeInfos().erase(name); }
+void TypeInfoRegistry::unregisterTypeInfo(const std::string& name) {
+  typeInfos().erase(name);
+}
 
 const Tovi::TypeInfo* TypeInfoRegistry::findTypeInfo(const std::string& name) {
   auto& map = typeInfos();
@@ -234,7 +248,9 @@ const Tovi::TypeInfo* TypeInfoRegistry::findTypeInfo(const std::string& name) {
   return it == map.end() ? nullptr : &it->second;
 }
 
-std::size_t TypeInfoRegistry::size() { return typeInfos().size(); }
+std::size_t TypeInfoRegistry::size() {
+  return typeInfos().size();
+}
 
 const Tovi::any* valueOf(const ImmutableObject& object) {
   if (object.isNull() || !object->deviant_isValid(object.getDeviant())) return nullptr;
@@ -245,8 +261,8 @@ const Tovi::any* valueOf(const ImmutableObject& object) {
 ImmutableValueObject::ImmutableValueObject(const NSInterface::ValueObjectIntf* p, Deviant d)
     : ImmutableObject(p, d) {}
 ImmutableValueObject::ImmutableValueObject(const ImmutableObject& o)
-    : ImmutableObject(detail::castTo<const NSInterface::ValueObjectIntf>(o.get()), o.getDeviant()) {}
+    : ImmutableObject(detail::castTo<const NSInterface::ValueObjectIntf>(o.get()), o.getDeviant()) {
+}
 ValueObject::~ValueObject() = default;
-
 
 }  // namespace Kelpa

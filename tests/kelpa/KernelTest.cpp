@@ -137,7 +137,8 @@ TEST_F(KelpaModel, DestroyedModelLeavesHusksThatRefuseAccess) {
   EXPECT_FALSE(kept.isValid());
   const std::string text = failureOf([&] { kept->hasWeight(root); });
   EXPECT_EQ(text.rfind("Assertion failed: object accessed after its model has been destroyed at "
-                       "kelpa/kernel/deviant/Deviations:", 0),
+                       "kelpa/kernel/deviant/Deviations:",
+                       0),
             0u)
       << text;
   EXPECT_FALSE(root.isValid());
@@ -147,9 +148,11 @@ TEST_F(KelpaModel, ReadOnlyDeviantRefusesWritesUnlessAssertionsAreOff) {
   Note n = Note::create(model);
   n->setWeight(root, 3);
   root.setWritable(false);
-  EXPECT_EQ(failureOf([&] { n->setWeight(root, 4); }).rfind(
-                "Assertion failed: deviant is not writable at kelpa/kernel/deviant/Deviant:", 0),
-            0u);
+  EXPECT_EQ(
+      failureOf([&] {
+        n->setWeight(root, 4);
+      }).rfind("Assertion failed: deviant is not writable at kelpa/kernel/deviant/Deviant:", 0),
+      0u);
   EXPECT_EQ(n->getWeight(root).getValue(), 3);  // reads go on
   const bool previous = Kelpa::DeviantAssertions::enableAssertions(false);
   EXPECT_TRUE(previous);
@@ -170,8 +173,9 @@ TEST_F(KelpaModel, StateSlotsFollowTheirLifecycle) {
   n->internal_destroyDeviation(root);
   EXPECT_EQ(n->internal_getDeviation(root), Deviant::InvalidObject);
   EXPECT_FALSE(n.isValid());
-  EXPECT_EQ(failureOf([&] { n->getWeight(root); }).rfind(
-                "Assertion failed: object is not present in this deviant", 0),
+  EXPECT_EQ(failureOf([&] {
+              n->getWeight(root);
+            }).rfind("Assertion failed: object is not present in this deviant", 0),
             0u);
 
   n->internal_createDeviation(root);  // back, with default values
@@ -293,7 +297,8 @@ TEST_F(KelpaModel, StoredSequenceKeepsOrderRefusesDuplicatesAndCounts) {
 TEST_F(KelpaModel, SequenceIndexAndTypeFailures) {
   Note owner = Note::create(model);
   Kelpa::Sequence<Note> links = owner->getLinks(root);
-  const std::string where = " at kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:";
+  const std::string where =
+      " at kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:";
   auto message = [&](auto f) {
     const std::string text = failureOf(f);
     return text.substr(0, text.find(where));
@@ -301,7 +306,8 @@ TEST_F(KelpaModel, SequenceIndexAndTypeFailures) {
   EXPECT_EQ(message([&] { links.at(0); }), "Assertion failed: sequence index out of bounds");
   EXPECT_EQ(message([&] { links.insert(-1, owner); }),
             "Assertion failed: sequence index must be positive");
-  EXPECT_EQ(message([&] { links.insert(1, owner); }), "Assertion failed: sequence index out of bounds");
+  EXPECT_EQ(message([&] { links.insert(1, owner); }),
+            "Assertion failed: sequence index out of bounds");
   EXPECT_EQ(message([&] { links.front(); }), "Assertion failed: sequence is empty");
   EXPECT_EQ(message([&] { links.pop_back(); }), "Assertion failed: sequence is empty");
   EXPECT_EQ(message([&] { links.push_back(Note()); }),

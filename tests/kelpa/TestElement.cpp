@@ -15,7 +15,9 @@ Kelpa::ReferenceCountingIntf* self(const Kelpa::ReferenceCountingIntf* p) {
 }
 }  // namespace
 
-int liveNotes() { return gLiveNotes; }
+int liveNotes() {
+  return gLiveNotes;
+}
 
 Kelpa::ReferenceCountingIntf* NoteIntf::cast(const ClassInfo& info) const {
   if (info == CV::classInfoOf<NoteIntf>() ||

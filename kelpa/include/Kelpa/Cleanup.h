@@ -40,8 +40,8 @@ class ReferenceCountingIntf : public Cleanup {
  public:
   using Domain = Kelpa::VisitationDomain;
   using ClassInfo = CooperativeVisitor::internal::ClassInfo;
-  using VisitTable =
-      CooperativeVisitor::internal::LightVector<CooperativeVisitor::internal::LightVector<unsigned long>>;
+  using VisitTable = CooperativeVisitor::internal::LightVector<
+      CooperativeVisitor::internal::LightVector<unsigned long>>;
 
   ReferenceCountingIntf() noexcept = default;
   ReferenceCountingIntf(const ReferenceCountingIntf&) noexcept : Cleanup() {}

@@ -23,7 +23,7 @@ struct DeviantData {
   std::uint32_t id = 0;
   bool valid = true;
   bool writable = true;
-  bool undo = false;  // has an undo stack
+  bool undo = false;            // has an undo stack
   DeviantData* root = nullptr;  // itself for a root deviant
   NSInterface::ModelIntf* model = nullptr;
   DeviantTables* tables = nullptr;  // null until a non-root deviant stores a state

@@ -10,8 +10,8 @@
 //
 // The shared logic is DeviationsCore (out of line, in the kernel); the template only
 // adds the class's state type.
-#include <Kelpa/Visitor.h>
 #include <Kelpa/ObjectIntf.h>
+#include <Kelpa/Visitor.h>
 
 namespace Kelpa {
 

@@ -91,14 +91,16 @@ class ElementIdentity : public Intf {
   void setId(const Integer& id) override { fId = id; }
   Integer getId() const override { return fId; }
 
-  NSInterface::ObjectIntf* getReadDeviantI(Deviant d, const NSInterface::ObjectIntf*) const override {
+  NSInterface::ObjectIntf* getReadDeviantI(Deviant d,
+                                           const NSInterface::ObjectIntf*) const override {
     return primary_cast<NSInterface::ObjectIntf>(readState(d));
   }
-  NSInterface::ObjectIntf* getWriteDeviantI(Deviant d, const NSInterface::ObjectIntf*) const override {
+  NSInterface::ObjectIntf* getWriteDeviantI(Deviant d,
+                                            const NSInterface::ObjectIntf*) const override {
     return primary_cast<NSInterface::ObjectIntf>(writeState(d));
   }
-  NSInterface::ClassObjectIntf* getReadDeviantI(Deviant d,
-                                                const NSInterface::ClassObjectIntf*) const override {
+  NSInterface::ClassObjectIntf* getReadDeviantI(
+      Deviant d, const NSInterface::ClassObjectIntf*) const override {
     return primary_cast<NSInterface::ClassObjectIntf>(readState(d));
   }
   NSInterface::ClassObjectIntf* getWriteDeviantI(

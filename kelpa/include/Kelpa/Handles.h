@@ -131,7 +131,8 @@ class ImmutableClassObject : public ImmutableObject {
   }
   // The object as an element, or a null handle if it is none.
   explicit ImmutableClassObject(const ImmutableObject& o)
-      : ImmutableClassObject(detail::castTo<NSInterface::ClassObjectIntf>(o.get()), o.getDeviant()) {}
+      : ImmutableClassObject(detail::castTo<NSInterface::ClassObjectIntf>(o.get()),
+                             o.getDeviant()) {}
   void setDeviant(Deviant d) const { adoptDeviant(d); }
   const NSInterface::ClassObjectIntf* get() const noexcept {
     return primary_cast<NSInterface::ClassObjectIntf>(fPtr);
@@ -162,7 +163,8 @@ class StereotypeObject : public ImmutableClassObject {
   StereotypeObject() noexcept = default;
   StereotypeObject(NSInterface::StereotypeObjectIntf* p, Deviant d) : ImmutableClassObject(p, d) {}
   explicit StereotypeObject(const ImmutableObject& o)
-      : StereotypeObject(detail::castTo<NSInterface::StereotypeObjectIntf>(o.get()), o.getDeviant()) {}
+      : StereotypeObject(detail::castTo<NSInterface::StereotypeObjectIntf>(o.get()),
+                         o.getDeviant()) {}
   NSInterface::StereotypeObjectIntf* get() const noexcept {
     return primary_cast<NSInterface::StereotypeObjectIntf>(fPtr);
   }
@@ -189,7 +191,9 @@ class Model : public ImmutableModel {
  public:
   Model() noexcept = default;
   Model(NSInterface::ModelIntf* p, Deviant d) : ImmutableModel(p, d) {}
-  NSInterface::ModelIntf* get() const noexcept { return primary_cast<NSInterface::ModelIntf>(fPtr); }
+  NSInterface::ModelIntf* get() const noexcept {
+    return primary_cast<NSInterface::ModelIntf>(fPtr);
+  }
   NSInterface::ModelIntf* operator->() const {
     return primary_cast<NSInterface::ModelIntf>(checked());
   }

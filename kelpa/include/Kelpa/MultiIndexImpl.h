@@ -86,7 +86,8 @@ namespace MultiIndexImplForRefsHelper {
 template <class T>
 NSInterface::ClassObjectIntf* cast(const NSInterface::ObjectIntf* object) {
   ReferenceCountingIntf* asT =
-      object ? object->cast(CooperativeVisitor::internal::classInfoOf<typename T::Intf>()) : nullptr;
+      object ? object->cast(CooperativeVisitor::internal::classInfoOf<typename T::Intf>())
+             : nullptr;
   NSInterface::ClassObjectIntf* key =
       asT ? detail::castTo<NSInterface::ClassObjectIntf>(asT) : nullptr;
   if (!key) raiseNullObject(T::sequenceTypeName());

@@ -64,7 +64,8 @@ class SequenceIntf : public ReferenceCountingIntf {
   // The registered name of the sequence type, e.g. "zorbel.SequenceOfComment".
   virtual std::string getTypeName() const = 0;
 
-  bool generic_equal(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant) const;
+  bool generic_equal(const Deviant& d, const SequenceIntf* other,
+                     const Deviant& otherDeviant) const;
   void generic_assign(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant);
 };
 
@@ -82,7 +83,8 @@ class GenericNullSequence final : public SequenceIntf {
   int generic_size() const override { return 0; }
   bool generic_empty() const override { return true; }
   void generic_insert(const Deviant& d, int index, const Object& value) override;
-  IteratorIntf* generic_insert(const Deviant& d, IteratorIntf* before, const Object& value) override;
+  IteratorIntf* generic_insert(const Deviant& d, IteratorIntf* before,
+                               const Object& value) override;
   IteratorIntf* generic_erase(const Deviant& d, IteratorIntf* position) override;
   IteratorIntf* generic_erase(const Deviant& d, IteratorIntf* first, IteratorIntf* last) override;
   void generic_eraseAt(const Deviant& d, int index) override;
@@ -215,7 +217,9 @@ class Sequence : public ImmutableSequence<T> {
 
   using Base::Base;
 
-  void push_back(const T& v) { this->seq()->generic_push_back(this->fDeviant, detail::toObject(v)); }
+  void push_back(const T& v) {
+    this->seq()->generic_push_back(this->fDeviant, detail::toObject(v));
+  }
   void push_front(const T& v) {
     this->seq()->generic_push_front(this->fDeviant, detail::toObject(v));
   }

@@ -167,8 +167,8 @@ Generic::IteratorIntf* MultiIndexImplForPrimitives<T>::generic_insert(const Devi
 }
 
 template <class T>
-Generic::IteratorIntf* MultiIndexImplForPrimitives<T>::generic_erase(const Deviant&,
-                                                                     Generic::IteratorIntf* position) {
+Generic::IteratorIntf* MultiIndexImplForPrimitives<T>::generic_erase(
+    const Deviant&, Generic::IteratorIntf* position) {
   using It = primitives::Iterator<typename Container::iterator>;
   auto* at = dynamic_cast<It*>(position);
   if (!at) primitives::fail(__LINE__, "iterator of another sequence");

@@ -1,0 +1,12 @@
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "failed (${rc}): ${ARGN}")
+  endif()
+endfunction()
+file(REMOVE_RECURSE ${PREFIX} ${CLIENT_BUILD})
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX})
+run(${CMAKE_COMMAND} -S ${CLIENT_SOURCE} -B ${CLIENT_BUILD} -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${PREFIX} "-DCMAKE_CXX_FLAGS=${CLIENT_FLAGS}")
+run(${CMAKE_COMMAND} --build ${CLIENT_BUILD})
+run(${CLIENT_BUILD}/client)

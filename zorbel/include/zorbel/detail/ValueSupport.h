@@ -1,0 +1,60 @@
+#pragma once
+// What the value types (primitives and enumerations) share: reading a value out of a
+// kernel object, boxing one into an object, and the failures of their conversions.
+// Included by the value sources only.
+#include <string>
+
+#include <Kelpa/Values.h>
+#include <Tovi/Any.h>
+#include <Tovi/Error.h>
+
+namespace zorbel::detail {
+
+// Lines that the failures of a value type report in their text and error locations.
+// Clients match on them, so they stay fixed whatever the layout of our sources.
+inline constexpr int kNotAValueLine = 31;
+inline constexpr int kErrorsNotEmptyLine = 37;
+inline constexpr int kParseFailureLine = 49;
+inline constexpr int kBadStreamLine = 60;
+
+// "zorbel.Integer" is reported from "zorbel/Integer".
+std::string sourcePathOf(const std::string& typeName);
+
+// The failure of a check that has no message of its own, at line of typeName's source.
+[[noreturn, gnu::cold]] void raiseInternalAssertion(const std::string& typeName, int line);
+
+// A conversion adds to the caller's errors and must not find any there already.
+void requireNoErrors(const Tovi::ErrorHolder& errors, const std::string& typeName);
+
+// Records "Can't convert string '<text>' to <target>" against typeName's source.
+void addConversionError(Tovi::ErrorHolder& errors, const std::string& typeName,
+                        const std::string& text, const char* target);
+
+// Reads a number from the front of text, hexadecimal after "0x" and decimal otherwise; what
+// follows the number is ignored. False if no number of T's range could be read.
+template <class T>
+bool readNumber(const std::string& text, T& number);
+
+// Decimal text of number; a failing stream raises against typeName's source.
+template <class T>
+std::string printNumber(T number, const std::string& typeName);
+
+// The any boxed in object, or null for a null handle or an object that does not exist in
+// its deviant. A live object that is no value raises.
+const Tovi::any* boxedValue(const Kelpa::ImmutableObject& object, const std::string& typeName);
+
+// The T boxed in object; T() when there is none. An any of another type raises
+// Tovi::bad_any_cast.
+template <class T>
+T unboxValue(const Kelpa::ImmutableObject& object) {
+  const Tovi::any* value = boxedValue(object, T::getTypeName());
+  return value ? Tovi::any_cast<T>(*value) : T();
+}
+
+// value as a kernel object of its registered type.
+template <class T>
+Kelpa::ValueObject boxValue(const T& value) {
+  return Kelpa::ValueObjectFactory::create(T::getTypeName(), Tovi::any(value));
+}
+
+}  // namespace zorbel::detail

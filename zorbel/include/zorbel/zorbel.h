@@ -1,0 +1,23 @@
+#pragma once
+// Everything a client of the metamodel may use: the kernel's model and handles, the
+// value types, the enumerations and the element handles with their interfaces.
+#include <Kelpa/Model.h>
+
+#include <zorbel/Initialize.h>
+
+#include <zorbel/Boolean.h>
+#include <zorbel/Integer.h>
+#include <zorbel/String.h>
+#include <zorbel/UnlimitedNatural.h>
+
+#include <zorbel/AggregationKind.h>
+#include <zorbel/CallConcurrencyKind.h>
+#include <zorbel/ConnectorKind.h>
+#include <zorbel/InteractionOperatorKind.h>
+#include <zorbel/MessageKind.h>
+#include <zorbel/MessageSort.h>
+#include <zorbel/ParameterDirectionKind.h>
+#include <zorbel/VisibilityKind.h>
+
+#include <zorbel/Comment.h>
+#include <zorbel/Element.h>

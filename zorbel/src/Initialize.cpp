@@ -1,0 +1,141 @@
+// Start-up of the library: two static initialisers, in this order, bind the visitor
+// names of every class and then call initialize(), which brings up the kernel and
+// makes the one InitializerClass.
+#include <zorbel/Initialize.h>
+
+#include <cstdlib>
+
+#include <boost/checked_delete.hpp>
+
+#include <Kelpa/Model.h>
+#include <Kelpa/Visitor.h>
+#include <Tovi/ModuleObject.h>
+#include <zorbel/NSInterface/CommentIntf.h>
+#include <zorbel/detail/Support.h>
+#include <zorbel/detail/ValueTypes.h>
+
+namespace zorbel {
+
+VisitationDomain::~VisitationDomain() = default;
+
+namespace detail {
+
+namespace {
+Tovi::ModuleObjectDeleter* sModuleObjects = nullptr;
+bool sExitHookRegistered = false;
+
+// Releases the module holders at exit. The objects they hold stay: registrations
+// and the meta package live as long as the process.
+void exitHook() {
+  delete sModuleObjects;
+  sModuleObjects = nullptr;
+}
+
+void registerExitHook() {
+  if (sExitHookRegistered) return;
+  sExitHookRegistered = true;
+  std::atexit(&exitHook);
+}
+}  // namespace
+
+Tovi::ModuleObjectDeleter& moduleObjects() {
+  if (!sModuleObjects) sModuleObjects = new Tovi::ModuleObjectDeleter();
+  return *sModuleObjects;
+}
+
+void raiseInternalError(const char* interfacePath, int line) {
+  Kelpa::raise(Kelpa::Where{interfacePath}, line, "Internal Error");
+}
+
+}  // namespace detail
+
+InitializerClass::InitializerClass() {
+  detail::registerValueTypes();
+}
+
+InitializerClass::~InitializerClass() {
+  detail::unregisterValueTypes();
+}
+
+bool initialize() {
+  static bool sInitialized = false;
+  static InitializerClass* sInitializer = nullptr;
+  if (sInitialized) return sInitialized;
+
+  Kelpa::kelpaLogDebug("Initializing the zorbel meta-registry.");
+  detail::moduleObjects().add(
+      new Tovi::ModuleObjectImpl<Kelpa::Model*, boost::checked_deleter<Kelpa::Model>>(nullptr));
+
+  // A cleanup object lives for one instant ahead of the kernel's start, so that the
+  // kernel's clean-up bookkeeping is constructed before the kernel itself.
+  class InitializeCleanup : public Kelpa::ReferenceCountingIntf {};
+  static InitializeCleanup* sCleanup = new InitializeCleanup();
+  if (sCleanup) {
+    delete sCleanup;
+    sCleanup = nullptr;
+  }
+
+  Kelpa::initialize();
+  Kelpa::Cleanup::beginMetaRegistrySection();
+  if (!sInitializer) {
+    auto* initializer = new InitializerClass();
+    sInitializer = initializer;
+    detail::moduleObjects().add(
+        new Tovi::ModuleObjectImpl<InitializerClass*, boost::checked_deleter<InitializerClass>>(
+            initializer));
+  }
+  sInitialized = true;
+  Kelpa::Cleanup::endMetaRegistrySection();
+  return sInitialized;
+}
+
+namespace {
+
+namespace CV = Kelpa::CooperativeVisitor::internal;
+
+// Binds "zorbel.ImmutableX" and "zorbel.X" to the ClassInfo of each interface.
+struct NameBinder {
+  NameBinder() {
+    bind<NSInterface::ElementIntf>("Element");
+    bind<NSInterface::CommentIntf>("Comment");
+    detail::registerExitHook();
+  }
+  template <class Intf>
+  static void bind(const char* name) {
+    const std::string base = name;
+    CV::BindTagToName(("zorbel.Immutable" + base).c_str(), CV::classInfoOf<Intf>());
+    CV::BindTagToName(("zorbel." + base).c_str(), CV::classInfoOf<Intf>());
+  }
+};
+
+struct Loader {
+  Loader() {
+    initialize();
+    detail::registerExitHook();
+  }
+};
+
+// Order matters: names are bound before initialize() runs.
+const NameBinder sNameBinder;
+const Loader sLoader;
+
+Kelpa::Object createFactoryNotYet(const Kelpa::Model&) {
+  Kelpa::raiseUnImplemented(Kelpa::Where{"zorbel/Initialize"}, __LINE__,
+                            "the metamodel factory is not available yet");
+}
+Kelpa::Object metaModelNotYet(const Kelpa::Model&) {
+  Kelpa::raiseUnImplemented(Kelpa::Where{"zorbel/Initialize"}, __LINE__,
+                            "the meta package is not available yet");
+}
+Kelpa::Model createModel() {
+  return Kelpa::NSInterface::FactoryIntf::createNewModel();
+}
+
+}  // namespace
+}  // namespace zorbel
+
+extern "C" void zorbel_getConfiguration(zorbel_Configuration* record) {
+  record->createFactory = &zorbel::createFactoryNotYet;
+  record->getMetaModel = &zorbel::metaModelNotYet;
+  record->createModel = &zorbel::createModel;
+}

@@ -1,0 +1,85 @@
+#include <zorbel/String.h>
+
+#include <Tovi/Strings.h>
+#include <zorbel/detail/ValueSupport.h>
+
+namespace zorbel {
+
+String::String(const char* utf8) : fText(utf8 ? to_ustring(utf8) : std::u16string()) {}
+String::String(const char16_t* text) : fText(text ? text : u"") {}
+String::String(const std::string& utf8)
+    : fText(to_ustring(utf8)), fNarrow(std::make_unique<std::string>(utf8)) {}
+
+String::String(const Kelpa::Object& object) : String(detail::unboxValue<String>(object)) {}
+String::String(const Kelpa::ImmutableObject& object) : String(detail::unboxValue<String>(object)) {}
+String::String(const Kelpa::ValueObject& object) : String(detail::unboxValue<String>(object)) {}
+String::String(const Kelpa::ImmutableValueObject& object)
+    : String(detail::unboxValue<String>(object)) {}
+
+String& String::operator=(const String& other) {
+  if (this != &other) {
+    fText = other.fText;
+    fNarrow.reset();
+  }
+  return *this;
+}
+
+const char* String::c_str() const {
+  if (!fNarrow) fNarrow = std::make_unique<std::string>(to_string(fText));
+  return fNarrow->c_str();
+}
+
+std::string String::to_string() const {
+  return fNarrow ? *fNarrow : to_string(fText);
+}
+
+String::operator Kelpa::Object() const {
+  return detail::boxValue(*this);
+}
+String::operator Kelpa::ValueObject() const {
+  return detail::boxValue(*this);
+}
+
+const Tovi::TypeInfo& String::getTypeInfo() {
+  static const Tovi::TypeInfo info = StringTypeInfo::Create();
+  return info;
+}
+
+String String::fromString(const Kelpa::String& text) {
+  return Tovi::any_cast<String>(getTypeInfo().convertFromUString(text.ustr()));
+}
+
+std::string String::to_string(const std::u16string& text) {
+  return Tovi::utf16ToUtf8(text);
+}
+std::u16string String::to_ustring(const std::string& utf8) {
+  return Tovi::utf8ToUtf16(utf8);
+}
+
+Tovi::TypeInfo StringTypeInfo::Create() {
+  return CreateTypeInfo(new StringTypeInfo());
+}
+
+Tovi::any StringTypeInfo::convertFromString(const std::string& text,
+                                            Tovi::ErrorHolder& errors) const {
+  detail::requireNoErrors(errors, String::getTypeName());
+  return convertFromUString(String::to_ustring(text), errors);
+}
+
+Tovi::any StringTypeInfo::convertFromUString(const std::u16string& text, Tovi::ErrorHolder&) const {
+  return Tovi::any(String(text));
+}
+
+std::string StringTypeInfo::convertToString(const Tovi::any& value) const {
+  return Tovi::any_cast<const String&>(value).to_string();
+}
+
+Tovi::any StringTypeInfo::defaultConstruct() const {
+  return Tovi::any(String());
+}
+Tovi::Type* StringTypeInfo::clone() const {
+  return new StringTypeInfo();
+}
+StringTypeInfo::~StringTypeInfo() = default;
+
+}  // namespace zorbel
