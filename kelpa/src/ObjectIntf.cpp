@@ -87,7 +87,7 @@ Deviant ObjectIntf::getRootDeviant() const {
 Kelpa::String ObjectIntf::toString(Deviant) const {
   std::string text = getRuvoName(false);
   if (const auto* element = detail::castTo<const ClassObjectIntf>(this))
-    text += "#" + std::to_string(element->getId().getValue());
+    text.append(1, '#').append(std::to_string(element->getId().getValue()));
   return Kelpa::String(text);
 }
 
