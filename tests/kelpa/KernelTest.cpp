@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "../support/Failure.h"
+
 #include <Kelpa/Asserter.h>
 #include <Kelpa/ElementBase.h>
 #include <Kelpa/Model.h>
@@ -17,22 +19,8 @@ namespace {
 const bool kKernelUp = Kelpa::initialize();
 
 // Runs f and returns the text of the Kelpa::Exception it raises.
-template <class F>
-std::string failureOf(F&& f) {
-  try {
-    f();
-  } catch (const Kelpa::Exception& e) {
-    return e.what();
-  }
-  return "<no exception>";
-}
-
-// The failure text up to its line number, which is the code's own business.
-template <class F>
-std::string failureAt(F&& f) {
-  const std::string text = failureOf(f);
-  return text.substr(0, text.rfind(':', text.size() - 3) + 1);
-}
+using testsupport::failureAt;
+using testsupport::failureOf;
 
 // A fresh model that is destroyed with the fixture.
 class KelpaModel : public ::testing::Test {

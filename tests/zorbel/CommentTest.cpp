@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "../support/Failure.h"
+
 #include <Kelpa/Model.h>
 #include <Kelpa/Visitor.h>
 #include <zorbel/zorbel.h>
@@ -11,22 +13,8 @@ namespace CV = Kelpa::CooperativeVisitor::internal;
 
 namespace {
 
-template <class F>
-std::string failureOf(F&& f) {
-  try {
-    f();
-  } catch (const Kelpa::Exception& e) {
-    return e.what();
-  }
-  return "<no exception>";
-}
-
-// The failure text up to its line number.
-template <class F>
-std::string failureAt(F&& f) {
-  const std::string text = failureOf(f);
-  return text.substr(0, text.rfind(':', text.size() - 3) + 1);
-}
+using testsupport::failureAt;
+using testsupport::failureOf;
 
 class ZorbelComment : public ::testing::Test {
  protected:

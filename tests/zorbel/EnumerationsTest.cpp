@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "../support/Failure.h"
+
 #include <string>
 
 #include <Kelpa/Model.h>
@@ -11,24 +13,7 @@ using namespace zorbel;
 
 namespace {
 
-template <class F>
-std::string failureOf(F&& f) {
-  try {
-    f();
-  } catch (const Kelpa::Exception& e) {
-    return e.what();
-  }
-  return "<no exception>";
-}
-
-class EnumerationsEnvironment : public ::testing::Environment {
-  void SetUp() override {
-    Kelpa::initialize();
-    detail::registerValueTypes();
-  }
-};
-[[maybe_unused]] const auto* const kEnvironment =
-    ::testing::AddGlobalTestEnvironment(new EnumerationsEnvironment);
+using testsupport::failureOf;
 
 // The names of X's literals in the order of their values, which must run 0, 1, 2, ...
 template <class X>

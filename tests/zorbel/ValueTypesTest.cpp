@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "../support/Failure.h"
+
 #include <climits>
 #include <cstdint>
 #include <iterator>
@@ -18,26 +20,7 @@ const std::string kInternalAssertion =
     "Assertion failed: Internal assertion without a message detected in FTL generated code! "
     "Please fix me asap at ";
 
-template <class F>
-std::string failureOf(F&& f) {
-  try {
-    f();
-  } catch (const Kelpa::Exception& e) {
-    return e.what();
-  }
-  return "<no exception>";
-}
-
-// Start-up registers the value types at load already; the tests do not rely on it. With the
-// kernel up, a one-argument conversion that fails raises Kelpa::Exception.
-class ValueTypesEnvironment : public ::testing::Environment {
-  void SetUp() override {
-    Kelpa::initialize();
-    detail::registerValueTypes();
-  }
-};
-[[maybe_unused]] const auto* const kEnvironment =
-    ::testing::AddGlobalTestEnvironment(new ValueTypesEnvironment);
+using testsupport::failureOf;
 
 // A kernel object that is no value, alive in every deviant or in none.
 class NotAValue final : public Kelpa::NSInterface::ObjectIntf {
