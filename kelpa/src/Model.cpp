@@ -175,14 +175,51 @@ Integer ModelImpl::nextObjectId(Deviant) {
   return Integer(++fLastId);
 }
 
+void ModelImpl::addObject(NSInterface::ClassObjectIntf* object) {
+  if (fPending) fUnbound.insert(fPending);
+  fPending = object;
+  ++fObjectCount;
+}
+
+NSInterface::ClassObjectIntf*& ModelImpl::slotOf(std::int32_t id) {
+  // Dense while ids stay within reach of the ones handed out; a far id goes to the map.
+  if (id >= 0 && static_cast<std::size_t>(id) < 2 * fDense.size() + 1024) {
+    if (static_cast<std::size_t>(id) >= fDense.size()) fDense.resize(id + 1, nullptr);
+    return fDense[id];
+  }
+  return fSparse[id];
+}
+
+NSInterface::ClassObjectIntf* ModelImpl::find(std::int32_t id) const {
+  if (id >= 0 && static_cast<std::size_t>(id) < fDense.size()) return fDense[id];
+  auto it = fSparse.find(id);
+  return it == fSparse.end() ? nullptr : it->second;
+}
+
+void ModelImpl::forEachObject(const std::function<void(NSInterface::ClassObjectIntf*)>& f) const {
+  for (auto* o : fDense)
+    if (o) f(o);
+  for (auto& [id, o] : fSparse) f(o);
+  for (auto* o : fUnbound) f(o);
+  if (fPending) f(fPending);
+}
+
 void ModelImpl::bindObjectId(Deviant, const ClassObject& object, const Integer& id) {
   NSInterface::ClassObjectIntf* p = object.get();
   if (!p) raiseNullRef();
-  auto [it, added] = fById.emplace(id.getValue(), p);
-  if (!added && it->second != p) {
+  NSInterface::ClassObjectIntf* bound = find(id.getValue());
+  if (bound && bound != p) {
     const std::string text =
         "object id " + std::to_string(id.getValue()) + " is already bound in this model";
     raise(Where{"kelpa/kernel/model/Model"}, __LINE__, text.c_str());
+  }
+  if (!bound) {
+    // An element moving to another id leaves its old one.
+    if (fPending == p)
+      fPending = nullptr;
+    else if (fUnbound.erase(p) == 0 && find(p->getId().getValue()) == p)
+      slotOf(p->getId().getValue()) = nullptr;
+    slotOf(id.getValue()) = p;
   }
   p->setId(id);
   if (id.getValue() > fLastId) fLastId = id.getValue();
@@ -197,21 +234,31 @@ Sequence<ClassObject> ModelImpl::getTopPackages(Deviant d) {
 }
 
 ClassObject ModelImpl::findObjectById(Deviant d, const Integer& id) const {
-  auto it = fById.find(id.getValue());
-  return it == fById.end() ? ClassObject() : ClassObject(it->second, d);
+  NSInterface::ClassObjectIntf* object = find(id.getValue());
+  return object ? ClassObject(object, d) : ClassObject();
 }
 
 void ModelImpl::removeObject(NSInterface::ClassObjectIntf* object) {
-  if (fObjects.erase(object) == 0) return;
-  auto it = fById.find(object->getId().getValue());
-  if (it != fById.end() && it->second == object) fById.erase(it);
+  if (fPending == object) {
+    fPending = nullptr;
+  } else if (fUnbound.erase(object) == 0) {
+    const std::int32_t id = object->getId().getValue();
+    if (find(id) != object) return;
+    if (id >= 0 && static_cast<std::size_t>(id) < fDense.size())
+      fDense[id] = nullptr;
+    else
+      fSparse.erase(id);
+  }
+  --fObjectCount;
 }
 
 void ModelImpl::destroyModel() {
   if (fDestroyed) return;
   // Keep every element alive while the model lets go of it, so that no destructor
   // runs while the sets are walked.
-  std::vector<NSInterface::ClassObjectIntf*> objects(fObjects.begin(), fObjects.end());
+  std::vector<NSInterface::ClassObjectIntf*> objects;
+  objects.reserve(fObjectCount);
+  forEachObject([&](NSInterface::ClassObjectIntf* o) { objects.push_back(o); });
   for (auto* o : objects) o->incRef();
   for (auto* o : objects) o->deviant_markModelDestroyed();
   for (DeviantData* d : fDeviants) {
@@ -228,8 +275,11 @@ void ModelImpl::destroyModel() {
   }
   fRootObjects.generic_clear(Deviant(fRoot));
   fTopPackages.generic_clear(Deviant(fRoot));
-  fObjects.clear();
-  fById.clear();
+  fDense.clear();
+  fSparse.clear();
+  fUnbound.clear();
+  fPending = nullptr;
+  fObjectCount = 0;
   for (auto* o : objects) o->decRef();
   liveModels().erase(this);
   fDestroyed = true;

@@ -1,5 +1,6 @@
 #pragma once
 // The kernel's model: ids, membership, root objects and the deviants of the model.
+#include <functional>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -60,10 +61,10 @@ class ModelImpl final : public NSInterface::ModelIntf {
   Sequence<ClassObject> getRootObjects(Deviant d) override;
   Sequence<ClassObject> getTopPackages(Deviant d) override;
   ClassObject findObjectById(Deviant d, const Integer& id) const override;
-  std::size_t numberOfObjects() const override { return fObjects.size(); }
+  std::size_t numberOfObjects() const override { return fObjectCount; }
   void destroyModel() override;
 
-  void addObject(NSInterface::ClassObjectIntf* object) { fObjects.insert(object); }
+  void addObject(NSInterface::ClassObjectIntf* object);
   void removeObject(NSInterface::ClassObjectIntf* object);
   const std::vector<DeviantData*>& deviants() const { return fDeviants; }
 
@@ -73,8 +74,18 @@ class ModelImpl final : public NSInterface::ModelIntf {
   bool fDestroyed = false;
   std::vector<DeviantData*> fDeviants;  // the root first
   std::int32_t fLastId = 0;
-  std::unordered_set<NSInterface::ClassObjectIntf*> fObjects;
-  std::unordered_map<std::int32_t, NSInterface::ClassObjectIntf*> fById;
+  // Elements by id: ids from nextObjectId are dense and index a vector, others go to a
+  // map. An element is entered before it gets its id: it waits in fPending (creation
+  // binds it at once) or, should another come first, in fUnbound.
+  NSInterface::ClassObjectIntf*& slotOf(std::int32_t id);
+  NSInterface::ClassObjectIntf* find(std::int32_t id) const;
+  void forEachObject(const std::function<void(NSInterface::ClassObjectIntf*)>& f) const;
+
+  std::vector<NSInterface::ClassObjectIntf*> fDense;
+  std::unordered_map<std::int32_t, NSInterface::ClassObjectIntf*> fSparse;
+  NSInterface::ClassObjectIntf* fPending = nullptr;
+  std::unordered_set<NSInterface::ClassObjectIntf*> fUnbound;
+  std::size_t fObjectCount = 0;
   MultiIndexImpl<ClassObject> fRootObjects;
   MultiIndexImpl<ClassObject> fTopPackages;
 };

@@ -101,6 +101,25 @@ TEST_F(KelpaModel, CreationEntersTheModelWithAFreshId) {
           " is already bound in this model at kelpa/kernel/model/Model:");
 }
 
+TEST_F(KelpaModel, IdsNearAndFarAreFoundAndFreed) {
+  Note near = Note::create(model);
+  Note far = Note::create(model);
+  Note negative = Note::create(model);
+  model->bindObjectId(root, Kelpa::ClassObject(far.get(), root), 5'000'000);
+  model->bindObjectId(root, Kelpa::ClassObject(negative.get(), root), -7);
+  EXPECT_EQ(model->findObjectById(root, 5'000'000).get(), far.get());
+  EXPECT_EQ(model->findObjectById(root, -7).get(), negative.get());
+  EXPECT_TRUE(model->findObjectById(root, 2).isNull());  // far's old id is free again
+  EXPECT_EQ(model->findObjectById(root, near->getId()).get(), near.get());
+  EXPECT_EQ(model->numberOfObjects(), 3u);
+  EXPECT_EQ(model->nextObjectId(root).getValue(), 5'000'001);  // never reuses a bound id
+  model->getRootObjects(root).clear();
+  far = Note();
+  negative = Note();
+  EXPECT_EQ(model->numberOfObjects(), 1u);
+  EXPECT_TRUE(model->findObjectById(root, -7).isNull());
+}
+
 TEST_F(KelpaModel, ErasedRootObjectDiesWithItsLastHandle) {
   const int before = test::liveNotes();
   {
