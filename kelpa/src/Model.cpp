@@ -273,8 +273,8 @@ void ModelImpl::destroyModel() {
     d->valid = false;
     d->model = nullptr;
   }
-  fRootObjects.generic_clear(Deviant(fRoot));
-  fTopPackages.generic_clear(Deviant(fRoot));
+  fRootObjects.sequence()->generic_clear(Deviant(fRoot));
+  fTopPackages.sequence()->generic_clear(Deviant(fRoot));
   fDense.clear();
   fSparse.clear();
   fUnbound.clear();

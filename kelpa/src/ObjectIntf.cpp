@@ -43,7 +43,7 @@ Seq* entryOf(SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* key) {
 template <class Seq>
 bool hasEntries(const SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* key) {
   auto it = map.find(key);
-  return it != map.end() && it->second->generic_size() != 0;
+  return it != map.end() && it->second->size() != 0;
 }
 template <class Seq>
 void eraseEntry(SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* key) {

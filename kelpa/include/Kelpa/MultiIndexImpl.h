@@ -99,10 +99,39 @@ inline constexpr MultiIndexImplInternal::RefTraits traits{&cast<T>, T::sequenceT
 
 }  // namespace MultiIndexImplForRefsHelper
 
+// The member a state embeds for a multi-valued reference property. An empty property
+// costs this one pointer; the sequence is made on first need and belongs to the member.
 template <class T>
-class MultiIndexImpl : public MultiIndexImplInternal::MultiIndexImplForRefs {
+class MultiIndexImpl {
+  using Impl = MultiIndexImplInternal::MultiIndexImplForRefs;
+
  public:
-  MultiIndexImpl() noexcept : MultiIndexImplForRefs(&MultiIndexImplForRefsHelper::traits<T>) {}
+  MultiIndexImpl() noexcept = default;
+  // A copy holds its own count on every element.
+  MultiIndexImpl(const MultiIndexImpl& other)
+      : fImpl(other.size() != 0 ? new Impl(*other.fImpl) : nullptr) {}
+  MultiIndexImpl& operator=(const MultiIndexImpl& other) {
+    if (this != &other) {
+      if (other.size() != 0)
+        *sequence() = *other.fImpl;
+      else if (fImpl)
+        fImpl->generic_clear(Deviant());
+    }
+    return *this;
+  }
+  ~MultiIndexImpl() { delete fImpl; }
+
+  // The sequence, made on first request.
+  Impl* sequence() const {
+    if (!fImpl) fImpl = new Impl(&MultiIndexImplForRefsHelper::traits<T>);
+    return fImpl;
+  }
+  Generic::SequenceIntf* sequenceIntf() const { return sequence(); }
+  int size() const noexcept { return fImpl ? fImpl->size() : 0; }
+  bool empty() const noexcept { return size() == 0; }
+
+ private:
+  mutable Impl* fImpl = nullptr;
 };
 
 }  // namespace Kelpa

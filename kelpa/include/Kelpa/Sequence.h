@@ -5,6 +5,7 @@
 // A sequence handle is two words: a counted pointer to the generic sequence and the
 // Deviant that goes into every element handle it gives out. Sequences are views,
 // never copies: a handle on a property sees later changes of that property.
+#include <concepts>
 #include <iterator>
 #include <string>
 
@@ -167,6 +168,13 @@ class ImmutableSequence {
       : fSeq(const_cast<Generic::SequenceIntf*>(seq)), fDeviant(d) {
     if (fSeq) fSeq->incRef();
   }
+  // A view of a stored property's member (anything that gives its sequence).
+  template <class Stored>
+  requires requires(const Stored* s) {
+    { s->sequenceIntf() } -> std::convertible_to<Generic::SequenceIntf*>;
+  }
+  ImmutableSequence(const Stored* stored, Deviant d) noexcept
+      : ImmutableSequence(stored->sequenceIntf(), d) {}
   ImmutableSequence(const ImmutableSequence& o) noexcept : ImmutableSequence(o.fSeq, o.fDeviant) {}
   ImmutableSequence(ImmutableSequence&& o) noexcept : fSeq(o.fSeq), fDeviant(o.fDeviant) {
     o.fSeq = nullptr;
