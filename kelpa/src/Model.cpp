@@ -306,10 +306,12 @@ std::vector<LogEntry>& logEntries() {
 }  // namespace
 
 void registerKernelValueTypes();  // Values.cpp
+void initializeKernelMeta();      // KernelMeta.cpp
 
 bool initialize() {
   if (gInitialized) return true;
   registerKernelValueTypes();
+  initializeKernelMeta();
   gInitialized = true;
   return true;
 }

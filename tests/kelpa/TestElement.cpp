@@ -103,3 +103,94 @@ Note Note::create(const Kelpa::Model& model) {
 }
 
 }  // namespace test
+
+// ---------------------------------------------------------------- Note described to the kernel
+
+#include <Kelpa/Meta.h>
+
+namespace test {
+
+namespace {
+using Kelpa::Object;
+using Kelpa::NSInterface::ClassObjectIntf;
+
+enum : std::uint32_t { kNoteId = 1, kIntegerId = 2 };
+const Kelpa::PackageIntrospectiveMethods* testPackage();
+
+NoteIntf* asNote(const ClassObjectIntf* o) {
+  return Kelpa::detail::castTo<NoteIntf>(o);
+}
+
+Object getSingle(const ClassObjectIntf* o, Deviant d, unsigned int index) {
+  if (index == 1) return asNote(o)->getWeight(d);
+  if (index == 3) return Kelpa::Integer(asNote(o)->getLinks(d).size());
+  Kelpa::raise(Kelpa::Where{"test/NoteMetaRegistry"}, __LINE__, "illegal property");
+}
+bool hasSingle(const ClassObjectIntf* o, Deviant d, unsigned int index) {
+  return index == 1 && asNote(o)->hasWeight(d);
+}
+void setSingle(ClassObjectIntf* o, Deviant d, unsigned int index, const Object& v) {
+  if (index == 1) asNote(o)->setWeight(d, Tovi::any_cast<Kelpa::Integer>(*Kelpa::valueOf(v)));
+}
+void removeSingle(ClassObjectIntf* o, Deviant d, unsigned int index) {
+  if (index == 1) asNote(o)->removeWeight(d);
+}
+Kelpa::Sequence<Object> getMulti(ClassObjectIntf* o, Deviant d, unsigned int index) {
+  if (index == 2) return Kelpa::Sequence<Object>(asNote(o)->getLinks(d).get(), d);
+  return {};
+}
+
+Kelpa::MetaPropertyDescription describe(const char* name, std::uint32_t type, std::uint64_t flags,
+                                        std::int32_t upper, std::uint32_t index) {
+  Kelpa::MetaPropertyDescription p{};
+  p.name = name;
+  p.typePackage = &testPackage;
+  p.typeId = type;
+  p.flags = flags | Kelpa::MetaFlag::unique |
+            (upper != 1 ? std::uint64_t{Kelpa::MetaFlag::multi} : std::uint64_t{0});
+  p.defaultValue = "";
+  p.upper = upper;
+  p.index = index;
+  return p;
+}
+
+Kelpa::MetaPropertyDescription gWeight = describe("weight", kIntegerId, 0, 1, 1);
+Kelpa::MetaPropertyDescription gLinks = describe("links", kNoteId, 0, -1, 2);
+Kelpa::MetaPropertyDescription gTotal =
+    describe("total", kIntegerId, Kelpa::MetaFlag::readOnly | Kelpa::MetaFlag::derived, 1, 3);
+Kelpa::MetaPropertyDescription* gNoteTable[] = {nullptr, &gWeight, &gLinks, &gTotal};
+const Kelpa::TypeRef kNoteParents[] = {{&Kelpa::getKelpaPackageIntrospectiveMethods, 13},
+                                       {nullptr, 0}};
+Kelpa::IntrospectiveMethods gNoteMethods{&getSingle,    &hasSingle,    &setSingle, &setSingle,
+                                         &removeSingle, &removeSingle, &getMulti,  &getMulti,
+                                         gNoteTable,    kNoteParents,  nullptr,    nullptr};
+Kelpa::IntrospectiveMethods gIntegerMethods{};
+const Kelpa::IntrospectiveMethods* gTypes[] = {nullptr, &gNoteMethods, &gIntegerMethods};
+const Kelpa::PackageIntrospectiveMethods kPackage{gTypes, 3};
+const Kelpa::PackageIntrospectiveMethods* testPackage() {
+  return &kPackage;
+}
+}  // namespace
+
+void registerNoteMeta() {
+  static const bool done = [] {
+    const Kelpa::Factory factory = Kelpa::DomainRegistry::instance().getMetaRegistryFactory();
+    const Deviant d = factory.getDeviant();
+    const Kelpa::Package package(factory->createPackage(d), d);
+    package->setName("test");
+    Kelpa::NSInterface::PrimitiveTypeIntf* integer = factory->createPrimitiveType(d);
+    integer->setName("Integer");
+    package->addOwnedType(integer);
+    gIntegerMethods.metaclass = integer;
+    Kelpa::NSInterface::ClassIntf* note = nullptr;
+    Kelpa::staticCreateMetaClass(note, factory, package, gNoteTable, 3, "Note", "test.Note", false,
+                                 nullptr);
+    gNoteMethods.metaclass = note;
+    Kelpa::staticUpdateMeta(note, factory, package, gNoteTable, 3, "Note", "test.Note",
+                            &gNoteMethods);
+    return true;
+  }();
+  (void)done;
+}
+
+}  // namespace test

@@ -49,3 +49,8 @@ class Note : public Kelpa::ImmutableClassObject {
 int liveNotes();
 
 }  // namespace test
+
+namespace test {
+// Builds the package "test" with Note in the meta-registry (once).
+void registerNoteMeta();
+}  // namespace test

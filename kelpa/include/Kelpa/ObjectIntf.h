@@ -24,8 +24,12 @@ class ExternalToolInfo;
 class StereotypeObject;
 template <class T>
 class Sequence;
+template <class Intf>
+class MetaHandle;
 
 namespace NSInterface {
+
+class ClassIntf;
 
 class ObjectIntf : public ReferenceCountingIntf {
  public:
@@ -58,6 +62,10 @@ class ObjectIntf : public ReferenceCountingIntf {
 class ClassObjectIntf : public ObjectIntf {
  public:
   using Domain = Kelpa::VisitationDomain;
+
+  // The element's metaclass in the meta-registry; a null handle for an object whose
+  // class the registry does not know.
+  virtual MetaHandle<ClassIntf> getMetaClass() const;
 
   // The object id of the element in its model.
   virtual bool hasId() const = 0;
@@ -121,6 +129,12 @@ class ClassObjectIntf : public ObjectIntf {
 
 // An instance of a stereotype applied to an element.
 class StereotypeObjectIntf : public ClassObjectIntf {
+ public:
+  using Domain = Kelpa::VisitationDomain;
+};
+
+// The root of the interfaces of a metamodel's factory.
+class FactoryObjectIntf : public ClassObjectIntf {
  public:
   using Domain = Kelpa::VisitationDomain;
 };

@@ -113,7 +113,9 @@ namespace detail {
 
 template <class T>
 T fromObject(const Object& o) {
-  if constexpr (std::is_constructible_v<T, const ImmutableObject&>) {
+  if constexpr (std::is_same_v<T, Object>) {
+    return o;
+  } else if constexpr (std::is_constructible_v<T, const ImmutableObject&>) {
     return T(static_cast<const ImmutableObject&>(o));
   } else {
     const Tovi::any* held = valueOf(o);

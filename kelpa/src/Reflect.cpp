@@ -1,0 +1,197 @@
+// Reflection: a property found by name or given as an ImmutableProperty is read and
+// written through the record of the class that declares it.
+#include <Kelpa/Asserter.h>
+#include <Kelpa/Meta.h>
+
+#include "KernelCast.h"
+
+namespace Kelpa {
+
+namespace {
+constexpr Where kSource{"kelpa/kernel/meta/Reflection"};
+using namespace NSInterface;
+
+class SequenceObject final : public SequenceObjectIntf {
+ public:
+  explicit SequenceObject(Sequence<Object> sequence) : fSequence(std::move(sequence)) {}
+  void incRef() override { ++fRefCount; }
+  void decRef() override {
+    if (--fRefCount <= 0) delete this;
+  }
+  int numRef() const override { return fRefCount; }
+  ReferenceCountingIntf* cast(const ClassInfo& info) const override {
+    return detail::castAlongChain<SequenceObjectIntf, ObjectIntf, ReferenceCountingIntf>(this,
+                                                                                         info);
+  }
+  std::string getRuvoName(bool) const override { return fSequence.get()->getTypeName(); }
+  Object getEmptyValue() override { return Object(); }
+  Sequence<Object> getSequence() const override { return fSequence; }
+
+ private:
+  Sequence<Object> fSequence;
+  int fRefCount = 0;
+};
+
+std::string describe(const ClassIntf* cls, std::string_view property) {
+  return (cls ? cls->getQualifiedName() : std::string("an object without metaclass")) + "." +
+         std::string(property);
+}
+
+const IntrospectiveMethods& recordOf(const PropertyIntf& p) {
+  const IntrospectiveMethods* m = p.getOwner()->getIntrospectiveMethods();
+  if (!m)
+    raise(kSource, __LINE__,
+          ("property " + describe(p.getOwner(), p.getName()) +
+           " belongs to a class that is not complete")
+              .c_str());
+  return *m;
+}
+
+void requireWritable(const ClassObjectIntf* object, const PropertyIntf& p) {
+  if (p.isReadOnly() || p.isDerived() || p.isDerivedUnion())
+    raise(kSource, __LINE__,
+          ("property " + describe(reflect::metaClassOf(object), p.getName()) +
+           " is read-only or derived and cannot be written by reflection")
+              .c_str());
+}
+
+void requireMember(const ClassObjectIntf* object, const PropertyIntf& p) {
+  const ClassIntf* cls = reflect::metaClassOf(object);
+  if (!cls || !cls->conformsTo(p.getOwner()))
+    raise(kSource, __LINE__,
+          ("property " + describe(p.getOwner(), p.getName()) + " is no property of " +
+           (cls ? cls->getQualifiedName() : std::string("this object")))
+              .c_str());
+}
+}  // namespace
+
+Sequence<Object> asSequence(const ImmutableObject& value) {
+  const auto* s = detail::castTo<const SequenceObjectIntf>(value.get());
+  return s ? s->getSequence() : Sequence<Object>();
+}
+
+namespace reflect {
+
+const ClassIntf* metaClassOf(const ClassObjectIntf* object) {
+  return object ? object->getMetaClass().get() : nullptr;
+}
+
+const PropertyIntf& propertyOf(const ClassObjectIntf* object, std::string_view name) {
+  if (!object) raiseNullRef();
+  const ClassIntf* cls = metaClassOf(object);
+  const PropertyIntf* p = cls ? cls->findProperty(name) : nullptr;
+  if (!p) raise(kSource, __LINE__, ("no property " + describe(cls, name)).c_str());
+  return *p;
+}
+
+Object get(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
+  requireMember(object, p);
+  const IntrospectiveMethods& m = recordOf(p);
+  if (p.isMultiValued()) {
+    Sequence<Object> s = m.getMultiValued(const_cast<ClassObjectIntf*>(object), d, p.getIndex());
+    if (s.isNull()) return Object();
+    return Object(new SequenceObject(std::move(s)), d);
+  }
+  return m.getSingleValued(object, d, p.getIndex());
+}
+
+bool has(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
+  requireMember(object, p);
+  const IntrospectiveMethods& m = recordOf(p);
+  if (p.isMultiValued()) {
+    Sequence<Object> s =
+        m.getOnlyMultiValued(const_cast<ClassObjectIntf*>(object), d, p.getIndex());
+    return !s.isNull() && !s.empty();
+  }
+  return m.hasSingleValued(object, d, p.getIndex());
+}
+
+void setOrAdd(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
+              bool only) {
+  requireMember(object, p);
+  requireWritable(object, p);
+  const IntrospectiveMethods& m = recordOf(p);
+  try {
+    if (p.isMultiValued()) {
+      Sequence<Object> s = only ? m.getOnlyMultiValued(object, d, p.getIndex())
+                                : m.getMultiValued(object, d, p.getIndex());
+      s.push_back(value);
+      return;
+    }
+    (only ? m.setOnlySingleValued : m.setSingleValued)(object, d, p.getIndex(), value);
+  } catch (const Tovi::bad_any_cast&) {
+    raise(
+        kSource, __LINE__,
+        ("a value of another type given for " + describe(reflect::metaClassOf(object), p.getName()))
+            .c_str());
+  }
+}
+
+void remove(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool only) {
+  requireMember(object, p);
+  requireWritable(object, p);
+  const IntrospectiveMethods& m = recordOf(p);
+  if (p.isMultiValued()) {
+    (only ? m.getOnlyMultiValued : m.getMultiValued)(object, d, p.getIndex()).clear();
+    return;
+  }
+  (only ? m.removeOnlySingleValued : m.removeSingleValued)(object, d, p.getIndex());
+}
+
+void remove(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
+            bool only) {
+  if (!p.isMultiValued()) return remove(object, d, p, only);
+  requireMember(object, p);
+  requireWritable(object, p);
+  const IntrospectiveMethods& m = recordOf(p);
+  (only ? m.getOnlyMultiValued : m.getMultiValued)(object, d, p.getIndex()).remove(value);
+}
+
+}  // namespace reflect
+
+namespace {
+ClassObjectIntf* target(const ImmutableClassObject& o) {
+  if (o.isNull()) raiseNullRef();
+  return const_cast<ClassObjectIntf*>(o.get());
+}
+const PropertyIntf& named(const ImmutableClassObject& o, std::string_view name) {
+  return reflect::propertyOf(target(o), name);
+}
+const PropertyIntf& given(const ImmutableProperty& p) {
+  if (p.isNull()) raiseNullRef();
+  return *p.get();
+}
+}  // namespace
+
+Object get(const ImmutableClassObject& o, std::string_view name) {
+  return reflect::get(target(o), o.getDeviant(), named(o, name));
+}
+Object get(const ImmutableClassObject& o, const ImmutableProperty& p) {
+  return reflect::get(target(o), o.getDeviant(), given(p));
+}
+bool has(const ImmutableClassObject& o, std::string_view name) {
+  return reflect::has(target(o), o.getDeviant(), named(o, name));
+}
+bool has(const ImmutableClassObject& o, const ImmutableProperty& p) {
+  return reflect::has(target(o), o.getDeviant(), given(p));
+}
+void setOrAdd(const ImmutableClassObject& o, std::string_view name, const Object& value) {
+  reflect::setOrAdd(target(o), o.getDeviant(), named(o, name), value, false);
+}
+void setOrAdd(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
+  reflect::setOrAdd(target(o), o.getDeviant(), given(p), value, false);
+}
+void setOrAddOnly(const ImmutableClassObject& o, std::string_view name, const Object& value) {
+  reflect::setOrAdd(target(o), o.getDeviant(), named(o, name), value, true);
+}
+void remove(const ImmutableClassObject& o, std::string_view name) {
+  reflect::remove(target(o), o.getDeviant(), named(o, name), false);
+}
+void remove(const ImmutableClassObject& o, std::string_view name, const Object& value) {
+  reflect::remove(target(o), o.getDeviant(), named(o, name), value, false);
+}
+void removeOnly(const ImmutableClassObject& o, std::string_view name, const Object& value) {
+  reflect::remove(target(o), o.getDeviant(), named(o, name), value, true);
+}
+
+}  // namespace Kelpa
