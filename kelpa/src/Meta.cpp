@@ -174,6 +174,29 @@ MetaHandle<ClassIntf> ClassObjectIntf::getMetaClass() const {
 
 }  // namespace NSInterface
 
+namespace {
+std::unordered_map<std::string, TypeIntf*>& metaTypes() {
+  static auto* map = new std::unordered_map<std::string, TypeIntf*>();
+  return *map;
+}
+}  // namespace
+
+void TypeInfoRegistry::registerMetaType(const std::string& name, const Tovi::TypeInfo& info,
+                                        const ImmutableDataType& type) {
+  registerTypeInfo(name, info);
+  metaTypes()[name] = type.get();
+}
+
+void TypeInfoRegistry::unregisterMetaType(const std::string& name) {
+  metaTypes().erase(name);
+  unregisterTypeInfo(name);
+}
+
+Type TypeInfoRegistry::getMetaType(const std::string& name) {
+  auto it = metaTypes().find(name);
+  return it == metaTypes().end() ? Type() : Type(it->second, registry().model.getDeviant());
+}
+
 DomainRegistry& DomainRegistry::instance() {
   static DomainRegistry one;
   return one;

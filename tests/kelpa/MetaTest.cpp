@@ -51,6 +51,19 @@ TEST_F(KelpaMeta, RegistryDescribesClassesWithOwnAndInheritedProperties) {
   EXPECT_TRUE(note->conformsTo(note->getSuperClasses()[0]));
 }
 
+TEST_F(KelpaMeta, MetaTypesAreRegisteredByNameAndTakenBack) {
+  const auto type = Kelpa::DomainRegistry::instance().findType("test.Integer");
+  const Kelpa::ImmutableDataType dataType(static_cast<const Kelpa::ImmutableObject&>(type));
+  ASSERT_FALSE(dataType.isNull());
+  Kelpa::TypeInfoRegistry::registerMetaType("test.Integer", Kelpa::Integer::getTypeInfo(),
+                                            dataType);
+  EXPECT_EQ(Kelpa::TypeInfoRegistry::getMetaType("test.Integer").get(), type.get());
+  EXPECT_TRUE(Kelpa::ValueObjectFactory::isValueObjectType("test.Integer"));
+  Kelpa::TypeInfoRegistry::unregisterMetaType("test.Integer");
+  EXPECT_TRUE(Kelpa::TypeInfoRegistry::getMetaType("test.Integer").isNull());
+  EXPECT_FALSE(Kelpa::ValueObjectFactory::isValueObjectType("test.Integer"));
+}
+
 TEST_F(KelpaMeta, ReflectionReadsAndWritesThroughTheDeclaringRecord) {
   Note n = Note::create(model);
   ASSERT_EQ(n->getMetaClass()->getName(), "Note");

@@ -324,6 +324,7 @@ using ImmutableEnumerationLiteral = EnumerationLiteral;
 using PrimitiveType = MetaHandle<NSInterface::PrimitiveTypeIntf>;
 using ImmutablePrimitiveType = PrimitiveType;
 using Type = MetaHandle<NSInterface::TypeIntf>;
+using ImmutableDataType = MetaHandle<NSInterface::DataTypeIntf>;
 using Factory = MetaHandle<NSInterface::MetaFactoryIntf>;
 
 class DomainRegistry {

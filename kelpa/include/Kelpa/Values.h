@@ -130,10 +130,23 @@ class ValueObjectFactory {
   static ValueObject createFromString(const std::string& name, const String& text);
 };
 
+template <class Intf>
+class MetaHandle;
+namespace NSInterface {
+class TypeIntf;
+class DataTypeIntf;
+}  // namespace NSInterface
+
 class TypeInfoRegistry {
  public:
   static void registerTypeInfo(const std::string& name, const Tovi::TypeInfo& info);
   static void unregisterTypeInfo(const std::string& name);
+  // A name with its TypeInfo and the data type of the meta-registry that describes it.
+  static void registerMetaType(const std::string& name, const Tovi::TypeInfo& info,
+                               const MetaHandle<NSInterface::DataTypeIntf>& type);
+  static void unregisterMetaType(const std::string& name);
+  // The meta type registered under name, or a null handle.
+  static MetaHandle<NSInterface::TypeIntf> getMetaType(const std::string& name);
   // The registered TypeInfo, or null.
   static const Tovi::TypeInfo* findTypeInfo(const std::string& name);
   static std::size_t size();
