@@ -10,7 +10,6 @@
 #include <Kelpa/Model.h>
 #include <Kelpa/Visitor.h>
 #include <Tovi/ModuleObject.h>
-#include <zorbel/NSInterface/CommentIntf.h>
 #include <zorbel/detail/Support.h>
 #include <zorbel/detail/ValueTypes.h>
 
@@ -96,15 +95,9 @@ namespace CV = Kelpa::CooperativeVisitor::internal;
 // Binds "zorbel.ImmutableX" and "zorbel.X" to the ClassInfo of each interface.
 struct NameBinder {
   NameBinder() {
-    bind<NSInterface::ElementIntf>("Element");
-    bind<NSInterface::CommentIntf>("Comment");
+    for (const detail::ClassName& entry : detail::classNames())
+      CV::BindTagToName(entry.name, entry.info());
     detail::registerExitHook();
-  }
-  template <class Intf>
-  static void bind(const char* name) {
-    const std::string base = name;
-    CV::BindTagToName(("zorbel.Immutable" + base).c_str(), CV::classInfoOf<Intf>());
-    CV::BindTagToName(("zorbel." + base).c_str(), CV::classInfoOf<Intf>());
   }
 };
 

@@ -19,5 +19,4 @@
 #include <zorbel/ParameterDirectionKind.h>
 #include <zorbel/VisibilityKind.h>
 
-#include <zorbel/Comment.h>
-#include <zorbel/Element.h>
+#include <zorbel/AllClasses.h>
