@@ -1,27 +1,16 @@
 // Element operations, one per iteration. Run from a Release build:
 //   build/release/bench/zorbel-bench --benchmark_repetitions=5 --benchmark_report_aggregates_only
-#include <benchmark/benchmark.h>
-#include <malloc.h>
-
 #include <vector>
 
-#include <zorbel/zorbel.h>
+#include "BenchSupport.h"
 
 namespace {
 
+using benchsupport::heapInUse;
+using benchsupport::reportBytes;
+using benchsupport::ScopedModel;
 using Kelpa::Deviant;
 namespace CV = Kelpa::CooperativeVisitor::internal;
-
-std::size_t heapInUse() {
-  return mallinfo2().uordblks;
-}
-
-// A model destroyed when the benchmark ends.
-struct ScopedModel {
-  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
-  Deviant root = model.getDeviant();
-  ~ScopedModel() { model->destroyModel(); }
-};
 
 // Comments in a model, and distinct body texts for them.
 struct Pool {
@@ -42,9 +31,7 @@ void BM_CreateComment(benchmark::State& state) {
   ScopedModel scope;
   const std::size_t before = heapInUse();
   for (auto _ : state) benchmark::DoNotOptimize(zorbel::Comment::create(scope.model));
-  state.counters["bytes_per_element"] =
-      static_cast<double>(heapInUse() - before) / static_cast<double>(state.iterations());
-  state.SetItemsProcessed(state.iterations());
+  reportBytes(state, before);
 }
 BENCHMARK(BM_CreateComment)->Iterations(1'000'000)->Unit(benchmark::kNanosecond);
 

@@ -1,32 +1,16 @@
 // Operations across the generated metaclasses, one per iteration. Run from a Release
 // build (scripts/bench.sh).
-#include <benchmark/benchmark.h>
-#include <malloc.h>
-
 #include <vector>
 
-#include <zorbel/zorbel.h>
+#include "BenchSupport.h"
 
 namespace {
 
+using benchsupport::heapInUse;
+using benchsupport::reportBytes;
+using benchsupport::ScopedModel;
 using Kelpa::Deviant;
 namespace CV = Kelpa::CooperativeVisitor::internal;
-
-std::size_t heapInUse() {
-  return mallinfo2().uordblks;
-}
-
-struct ScopedModel {
-  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
-  Deviant root = model.getDeviant();
-  ~ScopedModel() { model->destroyModel(); }
-};
-
-void reportBytes(benchmark::State& state, std::size_t before) {
-  state.counters["bytes_per_element"] =
-      static_cast<double>(heapInUse() - before) / static_cast<double>(state.iterations());
-  state.SetItemsProcessed(state.iterations());
-}
 
 // A Comment is no PackageableElement, so the package holds it as an owned comment.
 void BM_CreateCommentInPackage(benchmark::State& state) {

@@ -1,0 +1,28 @@
+#pragma once
+// What the benchmarks share: a model that is destroyed at the end, and the heap bytes
+// in use as the allocator counts them.
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <zorbel/zorbel.h>
+
+namespace benchsupport {
+
+inline std::size_t heapInUse() {
+  return mallinfo2().uordblks;
+}
+
+struct ScopedModel {
+  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  Kelpa::Deviant root = model.getDeviant();
+  ~ScopedModel() { model->destroyModel(); }
+};
+
+// Heap bytes per iteration since before, and the item count.
+inline void reportBytes(benchmark::State& state, std::size_t before) {
+  state.counters["bytes_per_element"] =
+      static_cast<double>(heapInUse() - before) / static_cast<double>(state.iterations());
+  state.SetItemsProcessed(state.iterations());
+}
+
+}  // namespace benchsupport
