@@ -2,6 +2,7 @@
 // and values and enumerations turned into text and back.
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include <zorbel/zorbel.h>
 
@@ -80,11 +81,87 @@ void enumerations() {
             << zorbel::InteractionOperatorKind(6).toString().str() << "\n";
 }
 
+// A small class model, read back through the typed accessors and walked with a visitor
+// that has one handler per kind of element it cares about.
+void classModel() {
+  section("A class model");
+  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  const Kelpa::Deviant root = model.getDeviant();
+  auto named = [&](auto element, const char* name) {
+    element->setName(root, zorbel::String(name));
+    return element;
+  };
+
+  zorbel::Package shop = named(zorbel::Package::create(model), "shop");
+  zorbel::Enumeration status = named(zorbel::Enumeration::create(model), "Status");
+  for (const char* literal : {"open", "paid", "shipped"})
+    status->getOwnedLiterals(root).push_back(
+        named(zorbel::EnumerationLiteral::create(model), literal));
+  zorbel::Class customer = named(zorbel::Class::create(model), "Customer");
+  zorbel::Class order = named(zorbel::Class::create(model), "Order");
+  order->setIsAbstract(root, zorbel::Boolean(false));
+
+  zorbel::Property id = named(zorbel::Property::create(model), "id");
+  id->setIsReadOnly(root, zorbel::Boolean(true));
+  zorbel::Property state = named(zorbel::Property::create(model), "state");
+  state->setType(root, status);
+  zorbel::Property buyer = named(zorbel::Property::create(model), "buyer");
+  buyer->setType(root, customer);
+  buyer->setAggregation(root, zorbel::AggregationKind::kShared);
+  for (const zorbel::Property& p : {id, state, buyer}) order->getOwnedAttributes(root).push_back(p);
+
+  zorbel::Operation ship = named(zorbel::Operation::create(model), "ship");
+  zorbel::Parameter carrier = named(zorbel::Parameter::create(model), "carrier");
+  carrier->setDirection(root, zorbel::ParameterDirectionKind::kIn);
+  ship->getOwnedParameters(root).push_back(carrier);
+  order->getOwnedOperations(root).push_back(ship);
+  for (const zorbel::PackageableElement& e :
+       std::vector<zorbel::PackageableElement>{status, customer, order})
+    shop->getPackagedElements(root).push_back(e);
+
+  std::string indent = "  ";
+  Kelpa::Dispatcher outline;
+  auto nameOf = [](const zorbel::NamedElement& e) {
+    return e->getName(e.getDeviant()).to_string();
+  };
+  outline.on<zorbel::Class>([&](const zorbel::Class& c) {
+    std::cout << indent << "class " << nameOf(c) << "\n";
+    for (const zorbel::Property& p : c->getOwnedAttributes(c.getDeviant())) {
+      zorbel::Type type = p->getType(p.getDeviant());
+      std::cout << indent << "  attribute " << nameOf(p)
+                << (type.isNull() ? std::string() : " : " + nameOf(type))
+                << (p->isReadOnly(p.getDeviant()) ? " {readOnly}" : "") << " aggregation "
+                << p->getAggregation(p.getDeviant()).toString().str() << "\n";
+    }
+    for (const zorbel::Operation& o : c->getOwnedOperations(c.getDeviant())) {
+      std::cout << indent << "  operation " << nameOf(o) << "(";
+      for (const zorbel::Parameter& p : o->getOwnedParameters(o.getDeviant()))
+        std::cout << p->getDirection(p.getDeviant()).toString().str() << " " << nameOf(p);
+      std::cout << ")\n";
+    }
+  });
+  outline.on<zorbel::Enumeration>([&](const zorbel::Enumeration& e) {
+    std::cout << indent << "enumeration " << nameOf(e) << " {";
+    for (const zorbel::EnumerationLiteral& l : e->getOwnedLiterals(e.getDeviant()))
+      std::cout << " " << nameOf(l);
+    std::cout << " }\n";
+  });
+  outline.on<zorbel::NamedElement>([&](const zorbel::NamedElement& e) {
+    std::cout << indent << "element " << nameOf(e) << "\n";
+  });
+
+  std::cout << "package " << nameOf(shop) << "\n";
+  for (const zorbel::PackageableElement& e : shop->getPackagedElements(root))
+    outline.visit(Kelpa::Object(e));
+  model->destroyModel();
+}
+
 }  // namespace
 
 int main() {
   std::cout << "zorbel demo\n";
   comments();
+  classModel();
   values();
   enumerations();
   return 0;

@@ -3,6 +3,7 @@
 // value types, the enumerations and the element handles with their interfaces.
 #include <Kelpa/Model.h>
 
+#include <Kelpa/Dispatch.h>
 #include <zorbel/Initialize.h>
 
 #include <zorbel/Boolean.h>
