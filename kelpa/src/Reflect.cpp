@@ -70,22 +70,8 @@ Sequence<Object> asSequence(const ImmutableObject& value) {
   return s ? s->getSequence() : Sequence<Object>();
 }
 
-namespace reflect {
-
-const ClassIntf* metaClassOf(const ClassObjectIntf* object) {
-  return object ? object->getMetaClass().get() : nullptr;
-}
-
-const PropertyIntf& propertyOf(const ClassObjectIntf* object, std::string_view name) {
-  if (!object) raiseNullRef();
-  const ClassIntf* cls = metaClassOf(object);
-  const PropertyIntf* p = cls ? cls->findProperty(name) : nullptr;
-  if (!p) raise(kSource, __LINE__, ("no property " + describe(cls, name)).c_str());
-  return *p;
-}
-
-Object get(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
-  requireMember(object, p);
+namespace {
+Object getIn(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
   const IntrospectiveMethods& m = recordOf(p);
   if (p.isMultiValued()) {
     Sequence<Object> s = m.getMultiValued(const_cast<ClassObjectIntf*>(object), d, p.getIndex());
@@ -95,8 +81,7 @@ Object get(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
   return m.getSingleValued(object, d, p.getIndex());
 }
 
-bool has(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
-  requireMember(object, p);
+bool hasIn(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
   const IntrospectiveMethods& m = recordOf(p);
   if (p.isMultiValued()) {
     Sequence<Object> s =
@@ -106,9 +91,8 @@ bool has(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
   return m.hasSingleValued(object, d, p.getIndex());
 }
 
-void setOrAdd(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
-              bool only) {
-  requireMember(object, p);
+void setOrAddIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
+                bool only) {
   requireWritable(object, p);
   const IntrospectiveMethods& m = recordOf(p);
   try {
@@ -127,8 +111,7 @@ void setOrAdd(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const O
   }
 }
 
-void remove(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool only) {
-  requireMember(object, p);
+void removeIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool only) {
   requireWritable(object, p);
   const IntrospectiveMethods& m = recordOf(p);
   if (p.isMultiValued()) {
@@ -138,13 +121,57 @@ void remove(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool only
   (only ? m.removeOnlySingleValued : m.removeSingleValued)(object, d, p.getIndex());
 }
 
-void remove(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
-            bool only) {
-  if (!p.isMultiValued()) return remove(object, d, p, only);
-  requireMember(object, p);
+void removeIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
+              bool only) {
+  if (!p.isMultiValued()) return removeIn(object, d, p, only);
   requireWritable(object, p);
   const IntrospectiveMethods& m = recordOf(p);
   (only ? m.getOnlyMultiValued : m.getMultiValued)(object, d, p.getIndex()).remove(value);
+}
+
+}  // namespace
+
+namespace reflect {
+
+const ClassIntf* metaClassOf(const ClassObjectIntf* object) {
+  return object ? object->getMetaClass().get() : nullptr;
+}
+
+const PropertyIntf& propertyOf(const ClassObjectIntf* object, std::string_view name) {
+  if (!object) raiseNullRef();
+  const ClassIntf* cls = metaClassOf(object);
+  const PropertyIntf* p = cls ? cls->findProperty(name) : nullptr;
+  if (!p) raise(kSource, __LINE__, ("no property " + describe(cls, name)).c_str());
+  return *p;
+}
+
+// The property of a class that the object conforms to; found by name it is one
+// already, so the name-based entry points below go straight to the *In forms.
+Object get(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
+  requireMember(object, p);
+  return getIn(object, d, p);
+}
+
+bool has(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
+  requireMember(object, p);
+  return hasIn(object, d, p);
+}
+
+void setOrAdd(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
+              bool only) {
+  requireMember(object, p);
+  setOrAddIn(object, d, p, value, only);
+}
+
+void remove(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool only) {
+  requireMember(object, p);
+  removeIn(object, d, p, only);
+}
+
+void remove(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
+            bool only) {
+  requireMember(object, p);
+  removeIn(object, d, p, value, only);
 }
 
 }  // namespace reflect
@@ -164,34 +191,34 @@ const PropertyIntf& given(const ImmutableProperty& p) {
 }  // namespace
 
 Object get(const ImmutableClassObject& o, std::string_view name) {
-  return reflect::get(target(o), o.getDeviant(), named(o, name));
+  return getIn(target(o), o.getDeviant(), named(o, name));
 }
 Object get(const ImmutableClassObject& o, const ImmutableProperty& p) {
   return reflect::get(target(o), o.getDeviant(), given(p));
 }
 bool has(const ImmutableClassObject& o, std::string_view name) {
-  return reflect::has(target(o), o.getDeviant(), named(o, name));
+  return hasIn(target(o), o.getDeviant(), named(o, name));
 }
 bool has(const ImmutableClassObject& o, const ImmutableProperty& p) {
   return reflect::has(target(o), o.getDeviant(), given(p));
 }
 void setOrAdd(const ImmutableClassObject& o, std::string_view name, const Object& value) {
-  reflect::setOrAdd(target(o), o.getDeviant(), named(o, name), value, false);
+  setOrAddIn(target(o), o.getDeviant(), named(o, name), value, false);
 }
 void setOrAdd(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
   reflect::setOrAdd(target(o), o.getDeviant(), given(p), value, false);
 }
 void setOrAddOnly(const ImmutableClassObject& o, std::string_view name, const Object& value) {
-  reflect::setOrAdd(target(o), o.getDeviant(), named(o, name), value, true);
+  setOrAddIn(target(o), o.getDeviant(), named(o, name), value, true);
 }
 void remove(const ImmutableClassObject& o, std::string_view name) {
-  reflect::remove(target(o), o.getDeviant(), named(o, name), false);
+  removeIn(target(o), o.getDeviant(), named(o, name), false);
 }
 void remove(const ImmutableClassObject& o, std::string_view name, const Object& value) {
-  reflect::remove(target(o), o.getDeviant(), named(o, name), value, false);
+  removeIn(target(o), o.getDeviant(), named(o, name), value, false);
 }
 void removeOnly(const ImmutableClassObject& o, std::string_view name, const Object& value) {
-  reflect::remove(target(o), o.getDeviant(), named(o, name), value, true);
+  removeIn(target(o), o.getDeviant(), named(o, name), value, true);
 }
 
 }  // namespace Kelpa

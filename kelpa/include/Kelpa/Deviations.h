@@ -29,25 +29,24 @@ struct ElementOps {
   const char* statePath;          // "zorbel/NSImplementation/NSDeviant/CommentDeviantImpl"
   const char* rootMessage;        // "no root deviant passed to CommentImpl::createRootDeviation"
 };
-using StateOps = ElementOps;
 
 class DeviationsCore {
  public:
   explicit DeviationsCore(NSInterface::ClassObjectIntf* self) noexcept : object(self) {}
 
-  NSInterface::ObjectIntf* readStateSlow(const StateOps& ops, Deviant d, Deviant root) const;
-  NSInterface::ObjectIntf* writeStateSlow(const StateOps& ops, Deviant d, Deviant root);
-  NSInterface::ObjectIntf* stateIn(const StateOps& ops, Deviant d) const;
-  NSInterface::ObjectIntf* committedRootState(const StateOps& ops, Deviant d) const;
-  NSInterface::ObjectIntf* effectiveState(const StateOps& ops, Deviant d) const;
+  NSInterface::ObjectIntf* readStateSlow(const ElementOps& ops, Deviant d, Deviant root) const;
+  NSInterface::ObjectIntf* writeStateSlow(const ElementOps& ops, Deviant d, Deviant root);
+  NSInterface::ObjectIntf* stateIn(const ElementOps& ops, Deviant d) const;
+  NSInterface::ObjectIntf* committedRootState(const ElementOps& ops, Deviant d) const;
+  NSInterface::ObjectIntf* effectiveState(const ElementOps& ops, Deviant d) const;
 
-  bool isValidIn(const StateOps& ops, Deviant d) const;
-  NSInterface::ObjectIntf* getDeviation(const StateOps& ops, Deviant d) const;
-  void setDeviation(const StateOps& ops, Deviant d, NSInterface::ObjectIntf* state);
-  NSInterface::ObjectIntf* createDeviation(const StateOps& ops, Deviant d);
-  void destroyDeviation(const StateOps& ops, Deviant d);
-  void destroyState(const StateOps& ops, NSInterface::ObjectIntf* state);
-  NSInterface::ObjectIntf* copyOfDeviation(const StateOps& ops, Deviant d);
+  bool isValidIn(const ElementOps& ops, Deviant d) const;
+  NSInterface::ObjectIntf* getDeviation(const ElementOps& ops, Deviant d) const;
+  void setDeviation(const ElementOps& ops, Deviant d, NSInterface::ObjectIntf* state);
+  NSInterface::ObjectIntf* createDeviation(const ElementOps& ops, Deviant d);
+  void destroyDeviation(const ElementOps& ops, Deviant d);
+  void destroyState(const ElementOps& ops, NSInterface::ObjectIntf* state);
+  NSInterface::ObjectIntf* copyOfDeviation(const ElementOps& ops, Deviant d);
   // The model is gone: the root state is deleted and replaced by ModelDestroyed.
   void markModelDestroyed();
   // Deletes a real root state; for the identity's destructor.
@@ -57,7 +56,7 @@ class DeviationsCore {
   NSInterface::ObjectIntf* rootState = nullptr;
 
  private:
-  NSInterface::ObjectIntf* castState(const StateOps& ops, NSInterface::ObjectIntf* slot) const;
+  NSInterface::ObjectIntf* castState(const ElementOps& ops, NSInterface::ObjectIntf* slot) const;
   NSInterface::ObjectIntf* slotOf(Deviant d) const;
   void storeSlot(Deviant d, NSInterface::ObjectIntf* value);
   void checkEntry(Deviant& d, Deviant root) const;
@@ -69,13 +68,13 @@ class Deviations : public DeviationsCore {
   using DeviationsCore::DeviationsCore;
 
   // The state to read in d: the deviant's own state, or the root's committed state.
-  Intf* readState(const StateOps& ops, Deviant d, Deviant root) const {
+  Intf* readState(const ElementOps& ops, Deviant d, Deviant root) const {
     if (d == root && Deviant::isRealState(rootState) && d.isValid())
       return primary_cast<Intf>(rootState);
     return asIntf(readStateSlow(ops, d, root));
   }
   // The state to write in d, copied from the root on the first write in a deviant.
-  Intf* writeState(const StateOps& ops, Deviant d, Deviant root) {
+  Intf* writeState(const ElementOps& ops, Deviant d, Deviant root) {
     if (d == root && Deviant::isRealState(rootState) && d.isValid() && d.isWritable() &&
         !d.data()->undo)
       return primary_cast<Intf>(rootState);
