@@ -167,8 +167,8 @@ class TinyMetamodel(unittest.TestCase):
             "  Element getSubject(Deviant d) const override { return Element(fSubject.get(), d); }",
             "  String fBody;\n  Boolean fIsDraft{true};\n  Kind fKind{Kind::kLoud};\n"
             "  detail::CountedRef<NSInterface::ElementIntf> fSubject;\n  Kelpa::MultiIndexImpl<Note> fNote;\n",
-            "  // Bit 2 is the container's, which Kelpa::ElementState keeps.\n"
-            "  detail::PresenceBits<3> fPresent;",
+            # three presence bits in the state's base, the container's last
+            "    \"no root deviant passed to NoteImpl::createRootDeviation\",\n    2,\n};",
             "UnlimitedNatural fSize{UnlimitedNatural::kUnlimited};",
             "\"no root deviant passed to NoteImpl::createRootDeviation\"",
             # creation with the required reference

@@ -630,6 +630,10 @@ def state_shapes(m):
     return [("set", "setValue"), ("get", "getValue")]
 
 
+# Bits in Kelpa::PresenceBits, which Kelpa::ElementState holds for every state.
+PRESENCE_CAPACITY = 16
+
+
 def state_view(model, cls):
     members_, overrides = [], []
     bits = storage.presence_bits(cls)
@@ -642,6 +646,9 @@ def state_view(model, cls):
             acc = naming.Accessor(role, naming.accessor_name(member.prop, role), member.prop)
             overrides.append(StateOverride(shape, accessor_signature(acc), m))
     container = next(m.bit for m in storage.storage_members(cls) if m.kind == "container")
+    if len(bits) > PRESENCE_CAPACITY:
+        raise ValueError(f"{cls.name}: {len(bits)} presence bits, more than the "
+                         f"{PRESENCE_CAPACITY} that Kelpa::PresenceBits holds")
     return members_, overrides, len(bits), container
 
 

@@ -6,6 +6,7 @@
 #include <boost/multi_index_container.hpp>
 
 #include <Kelpa/Asserter.h>
+#include <Kelpa/detail/SmallObjects.h>
 
 namespace Kelpa {
 
@@ -14,10 +15,15 @@ namespace MultiIndexImplInternal {
 namespace bmi = boost::multi_index;
 using Key = NSInterface::ClassObjectIntf*;
 
-// Positions and insertion order first, then uniqueness and lookup by identity.
+// Positions and insertion order first, then uniqueness and lookup by identity. Nodes
+// come from the small-object pools: a model holds millions of them.
 struct RefContainer
     : bmi::multi_index_container<
-          Key, bmi::indexed_by<bmi::random_access<>, bmi::ordered_unique<bmi::identity<Key>>>> {};
+          Key, bmi::indexed_by<bmi::random_access<>, bmi::ordered_unique<bmi::identity<Key>>>,
+          detail::SmallObjectAllocator<Key>> {
+  static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
+};
 
 namespace {
 constexpr Where kSource{"kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs"};

@@ -88,6 +88,7 @@ const Kelpa::ElementOps kNoteOps{
     "test/NoteImpl",
     "test/NoteDeviantImpl",
     "no root deviant passed to NoteImpl::createRootDeviation",
+    0,
 };
 
 Note Note::create(const Kelpa::Model& model) {

@@ -28,6 +28,7 @@ struct ElementOps {
   const char* implPath;           // "zorbel/NSImplementation/CommentImpl"
   const char* statePath;          // "zorbel/NSImplementation/NSDeviant/CommentDeviantImpl"
   const char* rootMessage;        // "no root deviant passed to CommentImpl::createRootDeviation"
+  unsigned containerBit;          // the presence bit of the kernel's container in a state
 };
 
 class DeviationsCore {

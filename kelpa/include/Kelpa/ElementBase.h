@@ -8,8 +8,11 @@
 //
 // Ops is the class's ElementOps record. The metaclass's own classes derive from these
 // and add only their accessors, members and per-level resolvers.
+#include <cstdint>
+
 #include <Kelpa/Deviations.h>
 #include <Kelpa/Model.h>
+#include <Kelpa/detail/SmallObjects.h>
 
 namespace Kelpa {
 
@@ -28,6 +31,19 @@ std::size_t externalIdCount();
 // Number of entries in the two sparse sequence maps.
 std::size_t sparseSequenceCount();
 }  // namespace detail
+
+// The presence bits of a state: one per optional single value, at most kCapacity.
+class PresenceBits {
+ public:
+  static constexpr unsigned kCapacity = 16;
+  bool has(unsigned bit) const noexcept { return (fBits >> bit) & 1u; }
+  void set(unsigned bit) noexcept { fBits = static_cast<std::uint16_t>(fBits | (1u << bit)); }
+  void clear(unsigned bit) noexcept { fBits = static_cast<std::uint16_t>(fBits & ~(1u << bit)); }
+  void assign(unsigned bit, bool present) noexcept { present ? set(bit) : clear(bit); }
+
+ private:
+  std::uint16_t fBits = 0;
+};
 
 // A resolved state that may be called through.
 template <class Intf>
@@ -57,6 +73,10 @@ class ElementIdentity : public Intf {
     if (fRefCount-- == 1) delete this;
   }
   int numRef() const override { return fRefCount; }
+
+  // Identities come from the small-object pools; the final class's size is the slot.
+  static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
 
   bool deviant_isValid(Deviant d) const override { return fDeviations.isValidIn(Ops, d); }
   void deviant_destroyState(NSInterface::ObjectIntf* s) override {
@@ -142,6 +162,10 @@ class ElementState : public Intf {
     setContainerPtr(nullptr);
   }
 
+  // States come from the small-object pools as identities do.
+  static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
+
   // Destruction is a matter of the identity object.
   void destroyLinks(Deviant) override {}
   void destroyObject(Deviant, bool) override {}
@@ -163,18 +187,24 @@ class ElementState : public Intf {
   void removeOnlyModelKelpa(Deviant d) override { removeModelKelpa(d); }
   void setOnlyModelKelpa(Deviant d, const Model& model) override { setModelKelpa(d, model); }
 
-  bool hasContainerKelpa(Deviant) const override { return fHasContainer; }
+  bool hasContainerKelpa(Deviant) const override { return fPresent.has(Ops.containerBit); }
   void removeContainerKelpa(Deviant) override {
-    fHasContainer = false;
+    fPresent.clear(Ops.containerBit);
     setContainerPtr(nullptr);
   }
   void setContainerKelpa(Deviant, const ClassObject& container) override {
     setContainerPtr(container.get());
-    fHasContainer = fContainer != nullptr;
+    fPresent.assign(Ops.containerBit, fContainer != nullptr);
   }
   ClassObject getContainerKelpa(Deviant d) const override { return ClassObject(fContainer, d); }
   void removeOnlyContainerKelpa(Deviant d) override { removeContainerKelpa(d); }
   void setOnlyContainerKelpa(Deviant d, const ClassObject& c) override { setContainerKelpa(d, c); }
+
+ protected:
+  // The presence bits of the state's optional single values, in member order, the
+  // container's at Ops.containerBit. As the first member they sit in the padding behind
+  // the base's flag and take no room of their own.
+  PresenceBits fPresent;
 
  private:
   // Models do not count references, so an element never keeps its model alive; a
@@ -189,12 +219,11 @@ class ElementState : public Intf {
   void assignKernel(const ElementState& other) {
     fModel = other.fModel;
     setContainerPtr(other.fContainer);
-    fHasContainer = other.fHasContainer;
+    fPresent = other.fPresent;
   }
 
   NSInterface::ModelIntf* fModel = nullptr;
   NSInterface::ClassObjectIntf* fContainer = nullptr;
-  bool fHasContainer = false;
 };
 
 }  // namespace Kelpa

@@ -174,26 +174,6 @@ class CountedRef {
   Intf* fPtr = nullptr;
 };
 
-// The presence bits of a state, one per optional single value, in the smallest unsigned
-// word that holds Count of them.
-template <unsigned Count>
-class PresenceBits {
-  static_assert(Count <= 64, "more presence bits than a word holds");
-  using Word = std::conditional_t<
-      (Count <= 8), std::uint8_t,
-      std::conditional_t<(Count <= 16), std::uint16_t,
-                         std::conditional_t<(Count <= 32), std::uint32_t, std::uint64_t>>>;
-
- public:
-  bool has(unsigned bit) const noexcept { return (fBits >> bit) & 1u; }
-  void set(unsigned bit) noexcept { fBits = static_cast<Word>(fBits | (Word{1} << bit)); }
-  void clear(unsigned bit) noexcept { fBits = static_cast<Word>(fBits & ~(Word{1} << bit)); }
-  void assign(unsigned bit, bool present) noexcept { present ? set(bit) : clear(bit); }
-
- private:
-  Word fBits = 0;
-};
-
 // The stored sequence of a multi-valued property of values (instantiated once, in the
 // library, for each value type that a property holds).
 template <class T>
