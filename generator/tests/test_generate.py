@@ -43,7 +43,9 @@ FILES = {
     "types.json": TYPES,
     "enumerations.json": {"enumerations": [{"name": "Kind", "id": 3, "literals": ["quiet", "loud"]}]},
     "catalogue/tiny.json": {"group": "Tiny", "metaclasses": CLASSES},
-    "creation.json": {"createArguments": {"Feature": ["Note"]}},
+    "creation.json": {"createArguments": {"Feature": ["Note"]}, "metaPackageOrder": {
+        "enumerations": ["Kind"], "primitives": ["UnlimitedNatural", "String", "Boolean", "Integer"],
+        "classes": ["Element", "Note", "Named", "Typed", "Feature", "Factory"]}},
     "opposites.json": {"groups": [], "oddities": [], "notInTable": {"properties": []}},
     "unions.json": {"contributors": {}},
     "operations.json": {"classes": {"Element": {"handFile": True, "operations": [
@@ -139,6 +141,30 @@ class TinyMetamodel(unittest.TestCase):
             "    return detail::stateAlong<NSInterface::TypedIntf>(readState(d));",
             "    return Kelpa::primary_cast<NSInterface::ElementIntf>(writeState(d));")
 
+    def test_meta_registry(self):
+        files = self.generated()
+        source = files["zorbel/NSMetaRegistry/TinyMetaRegistry.cpp"]
+        self.assertHas(
+            source,
+            # a descriptor: the multiplicity 1..1 and the default of isDraft, flags unique only
+            'nullptr, "isDraft", &get_zorbel_PackageIntrospectiveMethods, 5, 0,\n'
+            '    {nullptr, nullptr, nullptr, nullptr, nullptr},\n    0x20, "true", 0, 1, 1, 2, 0,',
+            # unlimited upper bound and the multi flag of Element.note
+            '0x60, "", 0, 0, -1, 1, 0,',
+            # a required stored value answers has at once; an optional one asks
+            "      case 2: return true;",
+            "      case 1: return self->hasBody(d);",
+            # strings have no setOnly form, enumerations do
+            "      case 3: return self->setOnlyKind(d, meta::fromObject<Kind>(value));",
+            "      case 1: return meta::generic(self->getNotes(d), d);",
+            # Feature's bases are both metaclasses; Element's parent is the kernel's
+            "const meta::ClassRecord* const kFeatureBases[] = {&kNamedRecord, &kTypedRecord, nullptr};",
+            "const Kelpa::TypeRef kElementParents[] = {{&get_Kelpa_PackageIntrospectiveMethods, 13}, {nullptr, 0}};")
+        self.assertNotIn("case 1: return self->setOnlyBody", source)
+        package = files["zorbel/NSMetaRegistry/ZorbelMetaPackage.cpp"]
+        self.assertHas(package, "    &gKindMethods,", "    &NSInterface::NoteIntf::sIntrospectiveMethods,",
+                       "const char* const kKindLiterals[] = {\"quiet\", \"loud\"};")
+
     def test_bodies_and_state(self):
         source = self.generated()["zorbel/generated/Tiny.cpp"]
         self.assertHas(
@@ -168,7 +194,7 @@ class TinyMetamodel(unittest.TestCase):
             "  String fBody;\n  Boolean fIsDraft{true};\n  Kind fKind{Kind::kLoud};\n"
             "  detail::CountedRef<NSInterface::ElementIntf> fSubject;\n  Kelpa::MultiIndexImpl<Note> fNote;\n",
             # three presence bits in the state's base, the container's last
-            "    \"no root deviant passed to NoteImpl::createRootDeviation\",\n    2,\n};",
+            "    \"no root deviant passed to NoteImpl::createRootDeviation\",\n    2,\n    &staticGetNoteMeta,\n};",
             "UnlimitedNatural fSize{UnlimitedNatural::kUnlimited};",
             "\"no root deviant passed to NoteImpl::createRootDeviation\"",
             # creation with the required reference

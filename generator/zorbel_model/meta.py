@@ -53,3 +53,105 @@ def parents(model, cls):
     """The parent list of a metaclass: pairs of (package, type id) in the order of
     its bases; a kernel base names the kernel's package."""
     return [(model.kernel_package if b.is_kernel else model.package, b.type_id) for b in cls.bases]
+
+
+# -- the eight property functions and the records of the package --------------------------
+
+from dataclasses import field  # noqa: E402
+from typing import Dict, List  # noqa: E402
+
+from . import hierarchy, naming  # noqa: E402
+
+FUNCTIONS = ("getSingleValued", "hasSingleValued", "setSingleValued", "setOnlySingleValued",
+             "removeSingleValued", "removeOnlySingleValued", "getMultiValued", "getOnlyMultiValued")
+
+
+@dataclass
+class Case:
+    index: int
+    code: str  # the statement that handles the index
+
+
+@dataclass
+class PropertyRecord:
+    var: str  # the C++ name of the descriptor
+    d: Descriptor
+    type_package: str
+    opposite_package: str
+
+
+@dataclass
+class ClassMeta:
+    name: str
+    interface: str
+    qualified: str
+    type_id: int
+    abstract: bool
+    doc: List[str]
+    path: str  # where the eight functions raise
+    properties: List[PropertyRecord]
+    parents: List[tuple]  # (package function, type id)
+    bases: List[str]  # metaclass bases, for the update pass
+    cases: Dict[str, List[Case]] = field(default_factory=dict)
+
+
+PACKAGE_FN = {"zorbel": "&get_zorbel_PackageIntrospectiveMethods",
+              "Kelpa": "&get_Kelpa_PackageIntrospectiveMethods"}
+
+
+def _cases(model, cls):
+    """What each function does with each own property: the accessor it calls, by role."""
+    cases = {f: [] for f in FUNCTIONS}
+    for prop in cls.properties:
+        roles = {a.role: a.name for a in naming.accessors(model, prop)}
+        i = prop.index
+        t = prop.type.name
+        if prop.multi:
+            if "getAll" in roles:
+                cases["getMultiValued"].append(Case(i, f"return meta::generic(self->{roles['getAll']}(d), d);"))
+            if "getAllWithoutAssociation" in roles:
+                cases["getOnlyMultiValued"].append(
+                    Case(i, f"return meta::generic(self->{roles['getAllWithoutAssociation']}(d), d);"))
+            continue
+        cases["getSingleValued"].append(Case(i, f"return meta::toObject(self->{roles['get']}(d));"))
+        if storage.is_stored(prop) and prop.lower == 1:
+            cases["hasSingleValued"].append(Case(i, "return true;"))
+        elif "has" in roles:
+            cases["hasSingleValued"].append(Case(i, f"return self->{roles['has']}(d);"))
+        for function, role in (("setSingleValued", "set"), ("setOnlySingleValued", "setOnly")):
+            if role in roles:
+                cases[function].append(Case(i, f"return self->{roles[role]}(d, meta::fromObject<{t}>(value));"))
+        for function, role in (("removeSingleValued", "remove"), ("removeOnlySingleValued", "removeOnly")):
+            if role in roles:
+                cases[function].append(Case(i, f"return self->{roles[role]}(d);"))
+    return cases
+
+
+def class_meta(model, cls):
+    props = []
+    for prop in cls.properties:
+        d = descriptor(prop)
+        opposite_package = model.package if d.has_opposite else None
+        props.append(PropertyRecord(f"k{cls.name}_{prop.name}", d, model.package, opposite_package))
+    return ClassMeta(
+        name=cls.name, interface=cls.name + "Intf", qualified=f"{model.package}.{cls.name}",
+        type_id=cls.type_id, abstract=cls.abstract, doc=list(cls.doc),
+        path=f"zorbel/NSMetaRegistry/{cls.name}MetaRegistry",
+        properties=props,
+        parents=[(PACKAGE_FN[p], i) for p, i in parents(model, cls)],
+        bases=[b.name for b in hierarchy.metaclass_bases(cls)],
+        cases=_cases(model, cls),
+    )
+
+
+def type_table_entries(model):
+    """The C++ of each entry of the package table, by type id."""
+    entries = []
+    for entry in model.type_table:
+        if entry is None:
+            entries.append("nullptr")
+        elif entry.is_metaclass:
+            entries.append(f"&NSInterface::{entry.name}Intf::sIntrospectiveMethods")
+        else:
+            entries.append(f"&g{entry.name}Methods")
+    return entries

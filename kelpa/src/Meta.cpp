@@ -125,6 +125,26 @@ void ClassIntf::update(const IntrospectiveMethods* methods, std::vector<ClassInt
 
 PackageIntf::~PackageIntf() {
   for (auto* t : fTypes) delete t;
+  for (auto* p : fNested) delete p;
+}
+
+void PackageIntf::setOwningPackage(PackageIntf* owner) {
+  if (owner == fOwner) return;
+  if (fOwner) std::erase(fOwner->fNested, this);
+  fOwner = owner;
+  if (owner) owner->fNested.push_back(this);
+}
+
+void PackageIntf::destroy(Deviant d) {
+  if (fOwner) {
+    std::erase(fOwner->fNested, this);
+  } else {
+    Registry& r = registry();
+    std::erase(r.packages, this);
+    Sequence<ClassObject> top = r.model->getTopPackages(d.isNull() ? r.model.getDeviant() : d);
+    top.remove(ClassObject(this, r.model.getDeviant()));
+  }
+  delete this;
 }
 
 void PackageIntf::addOwnedType(TypeIntf* type) {
@@ -173,6 +193,11 @@ MetaHandle<ClassIntf> ClassObjectIntf::getMetaClass() const {
 }
 
 }  // namespace NSInterface
+
+MetaHandle<ClassIntf> metaClassHandle(const ClassIntf* metaclass) {
+  static const Deviant registryDeviant = registry().model.getDeviant();
+  return MetaHandle<ClassIntf>(metaclass, metaclass ? registryDeviant : Deviant());
+}
 
 namespace {
 std::unordered_map<std::string, TypeIntf*>& metaTypes() {

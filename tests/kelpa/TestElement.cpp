@@ -89,6 +89,7 @@ const Kelpa::ElementOps kNoteOps{
     "test/NoteDeviantImpl",
     "no root deviant passed to NoteImpl::createRootDeviation",
     0,
+    nullptr,
 };
 
 Note Note::create(const Kelpa::Model& model) {

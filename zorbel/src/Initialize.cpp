@@ -3,13 +3,17 @@
 // makes the one InitializerClass.
 #include <zorbel/Initialize.h>
 
+#include <chrono>
 #include <cstdlib>
 
 #include <boost/checked_delete.hpp>
 
+#include <Kelpa/Asserter.h>
+#include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
 #include <Kelpa/Visitor.h>
 #include <Tovi/ModuleObject.h>
+#include <zorbel/MetaPackage.h>
 #include <zorbel/detail/Support.h>
 #include <zorbel/detail/ValueTypes.h>
 
@@ -49,17 +53,32 @@ void raiseInternalError(const char* interfacePath, int line) {
 }  // namespace detail
 
 InitializerClass::InitializerClass() {
+  Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
+  if (registry.isNull()) Kelpa::raiseNullRef();
+  NSImplementation::staticInitializeZorbelMeta();
   detail::registerValueTypes();
 }
 
 InitializerClass::~InitializerClass() {
   detail::unregisterValueTypes();
+  const bool saved = Kelpa::DeviantAssertions::enableAssertions(false);
+  NSImplementation::staticTerminateZorbelMeta();
+  Kelpa::DeviantAssertions::enableAssertions(saved);
+}
+
+namespace {
+long long sInitializeDurationNs = 0;
+}
+
+long long initializeDurationNs() {
+  return sInitializeDurationNs;
 }
 
 bool initialize() {
   static bool sInitialized = false;
   static InitializerClass* sInitializer = nullptr;
   if (sInitialized) return sInitialized;
+  const auto start = std::chrono::steady_clock::now();
 
   Kelpa::kelpaLogDebug("Initializing the zorbel meta-registry.");
   detail::moduleObjects().add(
@@ -85,6 +104,9 @@ bool initialize() {
   }
   sInitialized = true;
   Kelpa::Cleanup::endMetaRegistrySection();
+  sInitializeDurationNs = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                              std::chrono::steady_clock::now() - start)
+                              .count();
   return sInitialized;
 }
 
@@ -116,9 +138,9 @@ Kelpa::Object createFactoryNotYet(const Kelpa::Model&) {
   Kelpa::raiseUnImplemented(Kelpa::Where{"zorbel/Initialize"}, __LINE__,
                             "the metamodel factory is not available yet");
 }
-Kelpa::Object metaModelNotYet(const Kelpa::Model&) {
-  Kelpa::raiseUnImplemented(Kelpa::Where{"zorbel/Initialize"}, __LINE__,
-                            "the meta package is not available yet");
+Kelpa::Object metaModel(const Kelpa::Model& model) {
+  const Kelpa::Package package = NSImplementation::staticGetZorbelMetaModel(model);
+  return Kelpa::Object(package.objectPtr(), package.getDeviant());
 }
 Kelpa::Model createModel() {
   return Kelpa::NSInterface::FactoryIntf::createNewModel();
@@ -129,6 +151,6 @@ Kelpa::Model createModel() {
 
 extern "C" void zorbel_getConfiguration(zorbel_Configuration* record) {
   record->createFactory = &zorbel::createFactoryNotYet;
-  record->getMetaModel = &zorbel::metaModelNotYet;
+  record->getMetaModel = &zorbel::metaModel;
   record->createModel = &zorbel::createModel;
 }

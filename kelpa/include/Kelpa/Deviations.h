@@ -29,6 +29,8 @@ struct ElementOps {
   const char* statePath;          // "zorbel/NSImplementation/NSDeviant/CommentDeviantImpl"
   const char* rootMessage;        // "no root deviant passed to CommentImpl::createRootDeviation"
   unsigned containerBit;          // the presence bit of the kernel's container in a state
+  // The slot of the class's metaclass in the meta-registry (null: found by type name).
+  NSInterface::ClassIntf** (*metaclass)();
 };
 
 class DeviationsCore {

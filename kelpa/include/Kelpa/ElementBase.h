@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include <Kelpa/Deviations.h>
+#include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
 #include <Kelpa/detail/SmallObjects.h>
 
@@ -73,6 +74,11 @@ class ElementIdentity : public Intf {
     if (fRefCount-- == 1) delete this;
   }
   int numRef() const override { return fRefCount; }
+
+  MetaHandle<NSInterface::ClassIntf> getMetaClass() const override {
+    if (!Ops.metaclass) return Intf::getMetaClass();
+    return metaClassHandle(*Ops.metaclass());
+  }
 
   // Identities come from the small-object pools; the final class's size is the slot.
   static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
@@ -171,6 +177,8 @@ class ElementState : public Intf {
   void destroyObject(Deviant, bool) override {}
   void destroy(Deviant) override {}
   Object getEmptyValue() override { return Object(); }
+  // A state is no element of its own.
+  MetaHandle<NSInterface::ClassIntf> getMetaClass() const override { return {}; }
 
   bool hasId() const override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
   void removeId() override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }

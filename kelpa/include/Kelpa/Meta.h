@@ -129,6 +129,12 @@ class MetaObjectIntf : public ClassObjectIntf {
   void removeContainerKelpa(Deviant) override {}
   void setContainerKelpa(Deviant, const ClassObject&) override {}
   ClassObject getContainerKelpa(Deviant) const override { return ClassObject(); }
+  // A meta object is its own state: the forms that only write this end have nothing more
+  // to do than the plain ones.
+  void removeOnlyModelKelpa(Deviant) override {}
+  void setOnlyModelKelpa(Deviant, const Model&) override {}
+  void removeOnlyContainerKelpa(Deviant) override {}
+  void setOnlyContainerKelpa(Deviant, const ClassObject&) override {}
   ClassObjectIntf* getReadDeviantI(Deviant, const ClassObjectIntf*) const override;
   ClassObjectIntf* getWriteDeviantI(Deviant, const ClassObjectIntf*) const override;
   using ClassObjectIntf::getReadDeviantI;
@@ -281,8 +287,17 @@ class PackageIntf : public MetaObjectIntf {
   TypeIntf* findType(std::string_view name) const;
   // Takes the type out of the package and deletes it.
   void destroyType(TypeIntf* type);
+  // The package that holds this one, or null for a top package.
+  PackageIntf* getOwningPackage() const noexcept { return fOwner; }
+  const std::vector<PackageIntf*>& getNestedPackages() const noexcept { return fNested; }
+  void setOwningPackage(PackageIntf* owner);
+  // Takes the package out of the registry (or its owner) and deletes it with its types
+  // and nested packages.
+  void destroy(Deviant d) override;
 
  private:
+  PackageIntf* fOwner = nullptr;
+  std::vector<PackageIntf*> fNested;
   String fUri;
   std::vector<TypeIntf*> fTypes;
   std::unordered_map<std::string_view, TypeIntf*> fByName;
@@ -326,6 +341,9 @@ using ImmutablePrimitiveType = PrimitiveType;
 using Type = MetaHandle<NSInterface::TypeIntf>;
 using ImmutableDataType = MetaHandle<NSInterface::DataTypeIntf>;
 using Factory = MetaHandle<NSInterface::MetaFactoryIntf>;
+
+// A handle on a metaclass with the meta-registry's deviant; null for null.
+MetaHandle<NSInterface::ClassIntf> metaClassHandle(const NSInterface::ClassIntf* metaclass);
 
 class DomainRegistry {
  public:

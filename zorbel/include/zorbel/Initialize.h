@@ -10,6 +10,10 @@ namespace zorbel {
 
 bool initialize();
 
+// How long the first initialize() took, in nanoseconds: the kernel's start, the meta
+// package and the registrations.
+long long initializeDurationNs();
+
 // Registration of the library's types and metamodel, made once at start-up.
 class InitializerClass {
  public:

@@ -1,0 +1,152 @@
+// Reading and writing properties without knowing the metaclass: the eight property
+// functions of a class's record, with their dispatch rules and messages, and the kernel's
+// entry points by name and by property on top of them.
+#include <gtest/gtest.h>
+
+#include "../support/Failure.h"
+
+#include <Kelpa/Meta.h>
+#include <zorbel/zorbel.h>
+
+namespace {
+
+using Kelpa::Deviant;
+using Kelpa::Object;
+using testsupport::failureAt;
+using zorbel::Boolean;
+using zorbel::String;
+
+// The element as the kernel's functions take it.
+template <class H>
+Kelpa::NSInterface::ClassObjectIntf* co(const H& h) {
+  return Kelpa::primary_cast<Kelpa::NSInterface::ClassObjectIntf>(h.get());
+}
+
+// The element itself, whichever base a handle or object reaches it through.
+const void* identity(const Kelpa::ImmutableObject& o) {
+  return Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(o.get());
+}
+
+class Reflection : public ::testing::Test {
+ protected:
+  void TearDown() override { model->destroyModel(); }
+  static const Kelpa::IntrospectiveMethods& record(const char* name) {
+    const Kelpa::Type type = Kelpa::DomainRegistry::instance().findType(std::string("zorbel.") + name);
+    return *Kelpa::detail::castTo<Kelpa::NSInterface::ClassIntf>(type.get())->getIntrospectiveMethods();
+  }
+  static std::string at(const char* cls) {
+    return std::string(" at zorbel/NSMetaRegistry/") + cls + "MetaRegistry:";
+  }
+  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  Deviant root = model.getDeviant();
+};
+
+TEST_F(Reflection, BadIndicesFailOrAnswerEmptyAsEachFunctionDoes) {
+  const zorbel::Comment c = zorbel::Comment::create(model);
+  const Kelpa::IntrospectiveMethods& m = record("Comment");
+  const std::string where = at("Comment");
+
+  EXPECT_EQ(failureAt([&] { m.getSingleValued(co(c), root, 0); }),
+            "Assertion failed: zorbel.Comment::getSingleValued on illegal property" + where);
+  EXPECT_EQ(failureAt([&] { m.getSingleValued(co(c), root, 999); }),
+            "Assertion failed: zorbel.Comment::getSingleValued on illegal property with id 999" + where);
+  EXPECT_FALSE(m.hasSingleValued(co(c), root, 999));
+  EXPECT_EQ(failureAt([&] { m.hasSingleValued(co(c), root, 0); }),
+            "Assertion failed: zorbel.Comment::hasSingleValued on illegal property" + where);
+  // body is a string: no setOnly form.
+  EXPECT_EQ(failureAt([&] { m.setOnlySingleValued(co(c), root, 1, String("x")); }),
+            "Assertion failed: zorbel.Comment::setOnlySingleValued on illegal property with id 1" + where);
+  EXPECT_EQ(failureAt([&] { m.removeOnlySingleValued(co(c), root, 1); }),
+            "Assertion failed: zorbel.Comment::removeOnlySingleValued on illegal property with id 1" + where);
+  EXPECT_EQ(failureAt([&] { m.getMultiValued(co(c), root, 0); }),
+            "Assertion failed: zorbel.Comment::getMultiValued on illegal property" + where);
+  // A single-valued index in a multi-valued function, and the reverse.
+  EXPECT_TRUE(m.getMultiValued(co(c), root, 1).isNull());
+  EXPECT_TRUE(m.getOnlyMultiValued(co(c), root, 999).isNull());
+  EXPECT_EQ(failureAt([&] { m.setSingleValued(co(c), root, 2, Object()); }),
+            "Assertion failed: zorbel.Comment::setSingleValued on illegal property with id 2" + where);
+  EXPECT_FALSE(c->hasBody(root));
+}
+
+TEST_F(Reflection, ObjectsOfAnotherClassAreRefused) {
+  const zorbel::Class cls = zorbel::Class::create(model);
+  const Kelpa::IntrospectiveMethods& m = record("Comment");
+  EXPECT_EQ(failureAt([&] { m.getSingleValued(co(cls), root, 1); }),
+            "Assertion failed: illegal object" + at("Comment"));
+  EXPECT_EQ(failureAt([&] { m.hasSingleValued(nullptr, root, 1); }),
+            "Assertion failed: illegal object" + at("Comment"));
+  // An abstract class's functions take any object that is one of its kind.
+  const Kelpa::IntrospectiveMethods& named = record("NamedElement");
+  named.setSingleValued(co(cls), root, 1, String("Person"));
+  EXPECT_EQ(cls->getName(root), String("Person"));
+  EXPECT_EQ(String(named.getSingleValued(co(cls), root, 1)), String("Person"));
+}
+
+TEST_F(Reflection, RequiredValuesArePresentAndRemovingThemDoesAsTheAccessorDoes) {
+  const zorbel::Property p = zorbel::Property::create(model);
+  const Kelpa::IntrospectiveMethods& m = record("Property");
+  const unsigned isDerived = Kelpa::ImmutableProperty(p->getMetaClass()->findProperty("isDerived"), root)->getIndex();
+  EXPECT_TRUE(m.hasSingleValued(co(p), root, isDerived));
+  m.setSingleValued(co(p), root, isDerived, Boolean(true));
+  EXPECT_TRUE(static_cast<bool>(p->isDerived(root)));
+  // removeIsDerived leaves a required value as it is, and so does its index here.
+  m.removeSingleValued(co(p), root, isDerived);
+  EXPECT_TRUE(static_cast<bool>(p->isDerived(root)));
+
+  // An enumeration has a setOnly form; a wrong kind of object is a clearing write.
+  const unsigned aggregation = p->getMetaClass()->findProperty("aggregation")->getIndex();
+  m.setOnlySingleValued(co(p), root, aggregation, zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+  EXPECT_EQ(p->getAggregation(root), zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+  EXPECT_EQ(zorbel::AggregationKind(m.getSingleValued(co(p), root, aggregation)),
+            zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+}
+
+TEST_F(Reflection, ReferencesTravelAsObjectsAndUnfittingOnesClear) {
+  const zorbel::Property p = zorbel::Property::create(model);
+  const zorbel::Class type = zorbel::Class::create(model);
+  const Kelpa::ImmutableProperty typeProperty(p->getMetaClass()->findProperty("type"), root);
+  Kelpa::setOrAdd(p, typeProperty, Object(type.objectPtr(), root));
+  EXPECT_EQ(identity(p->getType(root)), identity(type));
+  const Object read = Kelpa::get(p, typeProperty);
+  EXPECT_EQ(identity(read), identity(type));
+  EXPECT_TRUE(Kelpa::has(p, "type"));
+
+  // A Comment is no Type: a null handle reaches the setter.
+  const zorbel::Comment comment = zorbel::Comment::create(model);
+  Kelpa::setOrAdd(p, "type", Object(comment.objectPtr(), root));
+  EXPECT_TRUE(p->getType(root).isNull());
+  EXPECT_FALSE(Kelpa::has(p, "type"));
+}
+
+TEST_F(Reflection, MultiValuedPropertiesGiveASequenceThatWritesThrough) {
+  const zorbel::Comment c = zorbel::Comment::create(model);
+  const zorbel::Class a = zorbel::Class::create(model);
+  const zorbel::Class b = zorbel::Class::create(model);
+  EXPECT_FALSE(Kelpa::has(c, "annotatedElement"));
+  Kelpa::setOrAdd(c, "annotatedElement", Object(a.objectPtr(), root));
+  Kelpa::Sequence<Object> seen = Kelpa::asSequence(Kelpa::get(c, "annotatedElement"));
+  ASSERT_FALSE(seen.isNull());
+  seen.push_back(Object(b.objectPtr(), root));
+  ASSERT_EQ(c->getAnnotatedElements(root).size(), 2);
+  EXPECT_EQ(identity(c->getAnnotatedElements(root)[1]), identity(b));
+  EXPECT_TRUE(Kelpa::has(c, "annotatedElement"));
+  Kelpa::remove(c, "annotatedElement", Object(a.objectPtr(), root));
+  EXPECT_EQ(c->getAnnotatedElements(root).size(), 1);
+}
+
+TEST_F(Reflection, ByNameFailuresNameClassAndPropertyAndChangeNothing) {
+  const zorbel::Comment c = zorbel::Comment::create(model);
+  c->setBody(root, String("kept"));
+  EXPECT_EQ(failureAt([&] { Kelpa::get(c, "bogus"); }),
+            "Assertion failed: no property zorbel.Comment.bogus at kelpa/kernel/meta/Reflection:");
+  EXPECT_EQ(failureAt([&] { Kelpa::setOrAdd(c, "body", Boolean(true)); }).substr(0, 40),
+            "Assertion failed: a value of another typ");
+  EXPECT_EQ(c->getBody(root), String("kept"));
+
+  const zorbel::Property p = zorbel::Property::create(model);
+  EXPECT_EQ(failureAt([&] { Kelpa::setOrAdd(p, "isComposite", Boolean(true)); }),
+            "Assertion failed: property zorbel.Property.isComposite is read-only or derived and "
+            "cannot be written by reflection at kelpa/kernel/meta/Reflection:");
+}
+
+}  // namespace

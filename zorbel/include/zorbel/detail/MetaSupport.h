@@ -1,0 +1,125 @@
+#pragma once
+// What the generated meta-registry code shares: the records from which the meta package
+// is built, the passes that build, update and take it down, and the pieces of the eight
+// property functions of every metaclass (the object check, the conversions between
+// Kelpa::Object and typed values, the messages).
+#include <concepts>
+#include <cstddef>
+#include <type_traits>
+
+#include <Kelpa/Cleanup.h>
+#include <Kelpa/Meta.h>
+
+namespace zorbel::detail::meta {
+
+using Kelpa::Deviant;
+using Kelpa::NSInterface::ClassObjectIntf;
+
+// One metaclass, as the meta package is built from it.
+struct ClassRecord {
+  Kelpa::NSInterface::ClassIntf** metaclass;
+  Kelpa::MetaPropertyDescription** properties;  // entry 0 empty, then one per index
+  Kelpa::PropertyCell* cells;                   // two per property, the kernel's
+  unsigned long count;
+  const char* name;
+  const char* qualifiedName;
+  bool isAbstract;
+  const char** documentation;  // null-terminated
+  Kelpa::IntrospectiveMethods* methods;
+  bool* updated;
+  const ClassRecord* const* bases;  // the metaclass bases, null-terminated
+};
+
+struct EnumerationRecord {
+  Kelpa::NSInterface::EnumerationIntf** meta;
+  Kelpa::IntrospectiveMethods* methods;  // the zeroed record at the type's id
+  const char* name;
+  const char* const* literals;  // in value order
+  unsigned count;
+};
+
+struct PrimitiveRecord {
+  Kelpa::NSInterface::PrimitiveTypeIntf** meta;
+  Kelpa::IntrospectiveMethods* methods;
+  const char* name;
+};
+
+// The whole package: what it holds in the order of creation, and the classes again in
+// type id order for taking it down.
+struct PackageRecord {
+  Kelpa::NSInterface::PackageIntf** package;
+  const char* name;
+  const EnumerationRecord* const* enumerations;
+  std::size_t enumerationCount;
+  const PrimitiveRecord* const* primitives;
+  std::size_t primitiveCount;
+  const ClassRecord* const* classes;
+  std::size_t classCount;
+  const ClassRecord* const* classesByTypeId;
+};
+
+Kelpa::NSInterface::PackageIntf** initializePackage(const PackageRecord& record);
+void terminatePackage(const PackageRecord& record);
+void createPackage(const PackageRecord& record, const Kelpa::Factory& factory,
+                   const Kelpa::Package& parent);
+void updatePackage(const PackageRecord& record, const Kelpa::Factory& factory);
+void destroyPackage(const PackageRecord& record, const Kelpa::Factory& factory,
+                    const Kelpa::Package& package);
+void createClass(const ClassRecord& record, const Kelpa::Factory& factory,
+                 const Kelpa::Package& package);
+void updateClass(const ClassRecord& record, const Kelpa::Factory& factory);
+void destroyClass(const ClassRecord& record);
+
+// The names of the eight functions, for their messages.
+enum class Function {
+  getSingleValued,
+  hasSingleValued,
+  setSingleValued,
+  setOnlySingleValued,
+  removeSingleValued,
+  removeOnlySingleValued,
+  getMultiValued,
+  getOnlyMultiValued,
+};
+
+// Raises "illegal object" at path.
+[[noreturn, gnu::cold]] void raiseIllegalObject(const char* path);
+// Index 0: typeName + "::<function> on illegal property"; any other index the long form
+// "<typeName>::<function> on illegal property with id <index>".
+[[noreturn, gnu::cold]] void raiseIllegalProperty(const char* path, const char* typeName,
+                                                  Function function, unsigned int index);
+
+// The object as the class's interface; "illegal object" if it is null or of another class.
+template <class Intf>
+Intf* target(const ClassObjectIntf* object, const char* path) {
+  Intf* self = Kelpa::detail::castTo<std::remove_const_t<Intf>>(object);
+  if (__builtin_expect(self == nullptr, false)) raiseIllegalObject(path);
+  return self;
+}
+
+// A typed value or handle as an Object: values box themselves; a handle gives its object
+// with its own deviant, a null handle a null Object with that deviant.
+template <class H>
+  requires std::derived_from<H, Kelpa::detail::HandleBase>
+Kelpa::Object toObject(const H& handle) {
+  return Kelpa::Object(handle.objectPtr(), handle.getDeviant());
+}
+template <class V>
+Kelpa::Object toObject(const V& value) {
+  return static_cast<Kelpa::Object>(value);
+}
+
+// An Object as a typed value or handle; a handle of an unfitting class is a null handle.
+template <class T>
+T fromObject(const Kelpa::Object& value) {
+  return T(Kelpa::Object(value));
+}
+
+// A stored sequence as the generic sequence of the kernel, with the deviant passed in.
+template <class S>
+Kelpa::Sequence<Kelpa::Object> generic(const S& sequence, Deviant d) {
+  if (sequence.isNull()) Kelpa::detail::raiseNullSequence();
+  return Kelpa::Sequence<Kelpa::Object>(sequence.get(), d);
+}
+
+}  // namespace zorbel::detail::meta
