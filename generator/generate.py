@@ -58,7 +58,7 @@ def outputs(model):
     files.append(("zorbel/NSMetaRegistry/ZorbelMetaPackage.cpp", "MetaPackage.cpp.j2",
                   {"package": model.package, "classes": metas, "enumerations": enumerations,
                    "primitives": primitives, "type_table": meta.type_table_entries(model),
-                   "order": model.meta_order}))
+                   "order": meta.construction_order(model)}))
     files.append(("zorbel/generated/ClassNames.cpp", "ClassNames.cpp.j2", {"names": cxx.bound_names(model)}))
     files.append(("zorbel/generated/ValueSequences.cpp", "ValueSequences.cpp.j2",
                   {"types": cxx.value_sequence_types(model)}))

@@ -43,9 +43,7 @@ FILES = {
     "types.json": TYPES,
     "enumerations.json": {"enumerations": [{"name": "Kind", "id": 3, "literals": ["quiet", "loud"]}]},
     "catalogue/tiny.json": {"group": "Tiny", "metaclasses": CLASSES},
-    "creation.json": {"createArguments": {"Feature": ["Note"]}, "metaPackageOrder": {
-        "enumerations": ["Kind"], "primitives": ["UnlimitedNatural", "String", "Boolean", "Integer"],
-        "classes": ["Element", "Note", "Named", "Typed", "Feature", "Factory"]}},
+    "creation.json": {"createArguments": {"Feature": ["Note"]}},
     "opposites.json": {"groups": [], "oddities": [], "notInTable": {"properties": []}},
     "unions.json": {"contributors": {}},
     "operations.json": {"classes": {"Element": {"handFile": True, "operations": [

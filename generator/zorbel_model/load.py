@@ -258,8 +258,7 @@ class Loader:
 
     def read_creation(self, model, file):
         data = self.read(file)
-        check_keys(data, {"createArguments", "metaPackageOrder"}, ["createArguments", "metaPackageOrder"], file)
-        self.read_meta_order(model, data["metaPackageOrder"], file)
+        check_keys(data, {"createArguments"}, ["createArguments"], file)
         for cls_name, args in data["createArguments"].items():
             place = where(file, cls_name)
             cls = self.metaclasses.get(cls_name)
@@ -268,23 +267,6 @@ class Loader:
             for arg in args:
                 expect(arg in self.metaclasses, place, f"unknown argument type {arg}")
             model.create_arguments[cls_name] = tuple(args)
-
-    def read_meta_order(self, model, raw, file):
-        """The order in which the meta package is built: every enumeration, primitive
-        and metaclass once, and each metaclass after its bases."""
-        place = f"{file}: metaPackageOrder"
-        check_keys(raw, {"enumerations", "primitives", "classes"}, ["enumerations", "primitives", "classes"], place)
-        for key, table in (("enumerations", self.enumerations), ("primitives", self.primitives),
-                           ("classes", self.metaclasses)):
-            names = raw[key]
-            expect(sorted(names) == sorted(table), f"{place}: {key}",
-                   "must name each of them once: " + ", ".join(sorted(set(table) ^ set(names))))
-        done = set()
-        for name in raw["classes"]:
-            for base in self.metaclasses[name].bases:
-                expect(base.is_kernel or base.name in done, f"{place}: {name}", f"comes before its base {base.name}")
-            done.add(name)
-        model.meta_order = {key: tuple(raw[key]) for key in raw}
 
     def end_record(self, raw, place):
         check_keys(raw, {"record", "index", "name"}, ["record", "index", "name"], place)

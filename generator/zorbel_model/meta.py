@@ -60,7 +60,7 @@ def parents(model, cls):
 from dataclasses import field  # noqa: E402
 from typing import Dict, List  # noqa: E402
 
-from . import hierarchy, naming  # noqa: E402
+from . import creation, hierarchy, naming  # noqa: E402
 
 FUNCTIONS = ("getSingleValued", "hasSingleValued", "setSingleValued", "setOnlySingleValued",
              "removeSingleValued", "removeOnlySingleValued", "getMultiValued", "getOnlyMultiValued")
@@ -155,3 +155,13 @@ def type_table_entries(model):
         else:
             entries.append(f"&g{entry.name}Methods")
     return entries
+
+
+def construction_order(model):
+    """The meta package's order of construction, as names: enumerations, primitives, classes."""
+    order = creation.meta_creation_order(model)
+    return {
+        "enumerations": [t.name for t in order if getattr(t, "is_enumeration", False)],
+        "primitives": [t.name for t in order if getattr(t, "is_primitive", False)],
+        "classes": [t.name for t in order if t.is_metaclass],
+    }

@@ -284,7 +284,6 @@ class Metamodel:
     getys_not_in_table: Tuple[Property, ...]
     union_rows: Dict[Tuple[Property, str], List[Property]]  # (union, class) -> contributors
     operations: Dict[str, OperationsOfClass]
-    meta_order: Dict[str, Tuple[str, ...]] = field(default_factory=dict)  # building the meta package
 
     def metaclass(self, name):
         try:
