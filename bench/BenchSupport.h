@@ -4,14 +4,14 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
-#include <Kelpa/detail/SmallObjects.h>
+#include <Tovi/SmallObjects.h>
 #include <zorbel/zorbel.h>
 
 namespace benchsupport {
 
 // Free slots of the small-object pools are heap to the allocator but hold no object.
 inline std::size_t heapInUse() {
-  return mallinfo2().uordblks - Kelpa::detail::smallObjectFreeBytes();
+  return mallinfo2().uordblks - Tovi::detail::smallObjectFreeBytes();
 }
 
 struct ScopedModel {

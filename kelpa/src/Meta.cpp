@@ -112,8 +112,16 @@ bool ClassIntf::conformsTo(const ClassIntf* other) const {
   return false;
 }
 
+bool ClassIntf::isInstance(const ClassObjectIntf* object) const {
+  if (!object) return false;
+  if (fHasTag) return object->cast(fTag) != nullptr;
+  const MetaHandle<ClassIntf> cls = object->getMetaClass();
+  return !cls.isNull() && cls->conformsTo(this);
+}
+
 void ClassIntf::update(const IntrospectiveMethods* methods, std::vector<ClassIntf*> bases) {
   fMethods = methods;
+  fTag = CooperativeVisitor::internal::LookupTagByName(getQualifiedName().c_str(), fHasTag);
   fSuperClasses = std::move(bases);
   fAll = fOwned;
   for (ClassIntf* base : fSuperClasses)

@@ -6,7 +6,7 @@
 #include <boost/multi_index_container.hpp>
 
 #include <Kelpa/Asserter.h>
-#include <Kelpa/detail/SmallObjects.h>
+#include <Tovi/SmallObjects.h>
 
 namespace Kelpa {
 
@@ -20,9 +20,9 @@ using Key = NSInterface::ClassObjectIntf*;
 struct RefContainer
     : bmi::multi_index_container<
           Key, bmi::indexed_by<bmi::random_access<>, bmi::ordered_unique<bmi::identity<Key>>>,
-          detail::SmallObjectAllocator<Key>> {
-  static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
-  static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
+          Tovi::detail::SmallObjectAllocator<Key>> {
+  static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { Tovi::detail::deallocateSmall(p, n); }
 };
 
 namespace {

@@ -56,6 +56,7 @@ void requireWritable(const ClassObjectIntf* object, const PropertyIntf& p) {
 }
 
 void requireMember(const ClassObjectIntf* object, const PropertyIntf& p) {
+  if (__builtin_expect(p.getOwner()->isInstance(object), true)) return;
   const ClassIntf* cls = reflect::metaClassOf(object);
   if (!cls || !cls->conformsTo(p.getOwner()))
     raise(kSource, __LINE__,

@@ -1,4 +1,5 @@
 #include <Kelpa/Values.h>
+#include <Tovi/SmallObjects.h>
 
 #include <map>
 #include <sstream>
@@ -19,7 +20,12 @@ constexpr Where kFactorySource{"kelpa/kernel/values/ValueObjectFactory"};
 class ValueObjectImpl final : public NSInterface::ValueObjectIntf {
  public:
   ValueObjectImpl(std::string typeName, Tovi::any value)
-      : fTypeName(std::move(typeName)), fValue(std::move(value)) {}
+      : fOwnName(std::move(typeName)), fTypeName(&fOwnName), fValue(std::move(value)) {}
+  // A name that lives as long as the process, and is not copied.
+  ValueObjectImpl(const std::string* lastingName, Tovi::any value)
+      : fTypeName(lastingName), fValue(std::move(value)) {}
+  static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { Tovi::detail::deallocateSmall(p, n); }
 
   void incRef() override { ++fRefCount; }
   void decRef() override {
@@ -30,14 +36,15 @@ class ValueObjectImpl final : public NSInterface::ValueObjectIntf {
     return detail::castAlongChain<NSInterface::ValueObjectIntf, NSInterface::ObjectIntf,
                                   ReferenceCountingIntf>(this, info);
   }
-  std::string getRuvoName(bool) const override { return fTypeName; }
+  std::string getRuvoName(bool) const override { return *fTypeName; }
   Kelpa::String toString(Deviant) const override;
   Object getEmptyValue() override { return Object(); }
   const Tovi::any& getValue() const override { return fValue; }
-  const std::string& getTypeName() const override { return fTypeName; }
+  const std::string& getTypeName() const override { return *fTypeName; }
 
  private:
-  std::string fTypeName;
+  std::string fOwnName;
+  const std::string* fTypeName;
   Tovi::any fValue;
   int fRefCount = 0;
 };
@@ -57,7 +64,7 @@ const Tovi::TypeInfo& requireTypeInfo(const std::string& name) {
 }
 
 Kelpa::String ValueObjectImpl::toString(Deviant) const {
-  return Kelpa::String(requireTypeInfo(fTypeName).convertToString(fValue));
+  return Kelpa::String(requireTypeInfo(*fTypeName).convertToString(fValue));
 }
 
 // Text forms of the kernel's own values.
@@ -230,16 +237,26 @@ ValueObject ValueObjectFactory::create(const std::string& name, const Tovi::any&
   return ValueObject(new ValueObjectImpl(name, value), Deviant());
 }
 
+ValueObject ValueObjectFactory::createTrusted(const std::string& name, Tovi::any&& value) {
+  return ValueObject(new ValueObjectImpl(&name, std::move(value)), Deviant());
+}
+
 ValueObject ValueObjectFactory::createFromString(const std::string& name, const String& text) {
   return create(name, requireTypeInfo(name).convertFromUString(text.ustr()));
 }
 
+namespace detail {
+std::atomic<unsigned> typeRegistryGeneration{1};
+}  // namespace detail
+
 void TypeInfoRegistry::registerTypeInfo(const std::string& name, const Tovi::TypeInfo& info) {
   typeInfos().insert_or_assign(name, info);
+  detail::typeRegistryGeneration.fetch_add(1, std::memory_order_acq_rel);
 }
 
 void TypeInfoRegistry::unregisterTypeInfo(const std::string& name) {
   typeInfos().erase(name);
+  detail::typeRegistryGeneration.fetch_add(1, std::memory_order_acq_rel);
 }
 
 const Tovi::TypeInfo* TypeInfoRegistry::findTypeInfo(const std::string& name) {

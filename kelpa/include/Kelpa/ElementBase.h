@@ -13,7 +13,7 @@
 #include <Kelpa/Deviations.h>
 #include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
-#include <Kelpa/detail/SmallObjects.h>
+#include <Tovi/SmallObjects.h>
 
 namespace Kelpa {
 
@@ -81,8 +81,8 @@ class ElementIdentity : public Intf {
   }
 
   // Identities come from the small-object pools; the final class's size is the slot.
-  static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
-  static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
+  static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { Tovi::detail::deallocateSmall(p, n); }
 
   bool deviant_isValid(Deviant d) const override { return fDeviations.isValidIn(Ops, d); }
   void deviant_destroyState(NSInterface::ObjectIntf* s) override {
@@ -169,8 +169,8 @@ class ElementState : public Intf {
   }
 
   // States come from the small-object pools as identities do.
-  static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
-  static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
+  static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { Tovi::detail::deallocateSmall(p, n); }
 
   // Destruction is a matter of the identity object.
   void destroyLinks(Deviant) override {}

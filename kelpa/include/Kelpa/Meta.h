@@ -255,6 +255,9 @@ class ClassIntf : public TypeIntf {
   // Whether this class is other or has it among its ancestors.
   bool conformsTo(const ClassIntf* other) const;
   const IntrospectiveMethods* getIntrospectiveMethods() const noexcept { return fMethods; }
+  // Whether the object is of this class or a descendant. Through the cast of the class's
+  // interface when a visitor tag is bound to its qualified name, else by its metaclass.
+  bool isInstance(const ClassObjectIntf* object) const;
 
   // Construction by the kernel.
   void setAbstract(bool a) noexcept { fAbstract = a; }
@@ -271,6 +274,8 @@ class ClassIntf : public TypeIntf {
   std::vector<PropertyIntf*> fAll;
   std::unordered_map<std::string_view, PropertyIntf*> fByName;
   const IntrospectiveMethods* fMethods = nullptr;
+  CooperativeVisitor::internal::ClassInfo fTag;
+  bool fHasTag = false;
 };
 
 class PackageIntf : public MetaObjectIntf {

@@ -1,4 +1,5 @@
 #pragma once
+#include <atomic>
 // The kernel's own value types and the boxing of values into Objects.
 //
 // A value crosses to the kernel as a Tovi::any inside a ValueObject; the
@@ -127,6 +128,10 @@ class ValueObjectFactory {
   // value must hold the type's own C++ type.
   static ValueObject create(const std::string& name, const Tovi::any& value);
   // Parses text with the type's TypeInfo; a parse failure raises.
+  // A value that the caller vouches is of the registered type name: no look-up, no
+  // check, the value moved in. name must live as long as the process; the box keeps a
+  // pointer to it. For the library's own value types boxing themselves.
+  static ValueObject createTrusted(const std::string& name, Tovi::any&& value);
   static ValueObject createFromString(const std::string& name, const String& text);
 };
 
@@ -137,8 +142,18 @@ class TypeIntf;
 class DataTypeIntf;
 }  // namespace NSInterface
 
+namespace detail {
+// Counts the changes of the type registry; starts at 1.
+extern std::atomic<unsigned> typeRegistryGeneration;
+}  // namespace detail
+
 class TypeInfoRegistry {
  public:
+  // Changes whenever a name is registered or unregistered, so that a caller may keep
+  // what it found until then.
+  static unsigned generation() noexcept {
+    return detail::typeRegistryGeneration.load(std::memory_order_acquire);
+  }
   static void registerTypeInfo(const std::string& name, const Tovi::TypeInfo& info);
   static void unregisterTypeInfo(const std::string& name);
   // A name with its TypeInfo and the data type of the meta-registry that describes it.

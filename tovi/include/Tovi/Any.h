@@ -4,6 +4,8 @@
 #include <typeinfo>
 #include <utility>
 
+#include <Tovi/SmallObjects.h>
+
 namespace Tovi {
 
 // Compares two names from std::type_info::name(). Values travel between shared libraries, where
@@ -36,11 +38,15 @@ class any {
   class holder : public placeholder {
    public:
     explicit holder(const T& value) : held(value) {}
+    explicit holder(T&& value) : held(std::move(value)) {}
     holder& operator=(const holder&) = delete;
 
     const char* typeName() const override { return typeid(T).name(); }
     int pointerLevel() const override { return detail::PointerLevel<T>::value; }
     placeholder* clone() const override { return new holder(held); }
+    // Held values are many and small: they come from the small-object pools.
+    static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
+    static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
 
     T held;
   };
@@ -49,6 +55,10 @@ class any {
   // Arrays and functions are stored decayed, so any("text") holds a const char*.
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, any>>>
   any(const T& value) : fContent(new holder<std::decay_t<const T>>(value)) {}
+  // A temporary is moved in rather than copied.
+  template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, any> &&
+                                              !std::is_reference_v<T> && !std::is_array_v<T>>>
+  any(T&& value) : fContent(new holder<std::decay_t<T>>(std::move(value))) {}
   any(const any& other) : fContent(other.fContent ? other.fContent->clone() : nullptr) {}
   any(any&& other) noexcept : fContent(std::exchange(other.fContent, nullptr)) {}
   any& operator=(const any& other) {

@@ -9,6 +9,8 @@
 
 #include <Kelpa/Cleanup.h>
 #include <Kelpa/Meta.h>
+#include <zorbel/String.h>
+#include <zorbel/detail/ValueSupport.h>
 
 namespace zorbel::detail::meta {
 
@@ -107,6 +109,10 @@ Kelpa::Object toObject(const H& handle) {
 template <class V>
 Kelpa::Object toObject(const V& value) {
   return static_cast<Kelpa::Object>(value);
+}
+// A string read from an accessor is moved into its box rather than copied.
+inline Kelpa::Object toObject(String&& value) {
+  return boxValue(std::move(value));
 }
 
 // An Object as a typed value or handle; a handle of an unfitting class is a null handle.

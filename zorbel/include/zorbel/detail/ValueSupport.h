@@ -1,7 +1,8 @@
 #pragma once
 // What the value types (primitives and enumerations) share: reading a value out of a
 // kernel object, boxing one into an object, and the failures of their conversions.
-// Included by the value sources only.
+// Included by the value sources and the meta-registry code.
+#include <atomic>
 #include <string>
 
 #include <Kelpa/Values.h>
@@ -52,9 +53,30 @@ T unboxValue(const Kelpa::ImmutableObject& object) {
 }
 
 // value as a kernel object of its registered type.
+// A value of the library's own type T boxed under its registered name. The factory's
+// look-up is made once per change of the registry, its check of the value's type not at
+// all (a T is a T); every box shares the one copy of the name. An unregistered name
+// fails as the factory makes it fail.
+template <class T>
+Kelpa::ValueObject boxValue(Tovi::any&& value) {
+  static const std::string* const name = new std::string(T::getTypeName());
+  static std::atomic<unsigned> found{0};  // the registry's generation when it last had the name
+  const unsigned generation = Kelpa::TypeInfoRegistry::generation();
+  if (found.load(std::memory_order_relaxed) != generation) {
+    if (!Kelpa::TypeInfoRegistry::findTypeInfo(*name))
+      return Kelpa::ValueObjectFactory::create(*name, value);
+    found.store(generation, std::memory_order_relaxed);
+  }
+  return Kelpa::ValueObjectFactory::createTrusted(*name, std::move(value));
+}
 template <class T>
 Kelpa::ValueObject boxValue(const T& value) {
-  return Kelpa::ValueObjectFactory::create(T::getTypeName(), Tovi::any(value));
+  return boxValue<T>(Tovi::any(value));
+}
+template <class T>
+  requires(!std::is_reference_v<T>)
+Kelpa::ValueObject boxValue(T&& value) {
+  return boxValue<T>(Tovi::any(std::move(value)));
 }
 
 }  // namespace zorbel::detail

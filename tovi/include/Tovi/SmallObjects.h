@@ -1,11 +1,11 @@
 #pragma once
-// Storage for the many small objects of a model: element identities, their states and
-// the nodes of stored sequences. Objects of one rounded size share fixed slots carved
+// Storage for the many small objects of a model: element identities, their states, the
+// nodes of stored sequences and boxed values. Objects of one rounded size share fixed slots carved
 // from large blocks, so an object costs its own size and nothing more; the general heap
 // adds a header and rounds each block up.
 #include <cstddef>
 
-namespace Kelpa::detail {
+namespace Tovi::detail {
 
 // Fixed-size slots, one free list per size (a multiple of kGranule up to kMaxSize).
 // Not synchronised: each thread draws from its own pool (see allocateSmall). Blocks are
@@ -84,4 +84,4 @@ struct SmallObject {
   static void operator delete(void* p, std::size_t n) noexcept { deallocateSmall(p, n); }
 };
 
-}  // namespace Kelpa::detail
+}  // namespace Tovi::detail

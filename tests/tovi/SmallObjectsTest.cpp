@@ -1,6 +1,6 @@
 // The small-object pools: slot sizes, reuse, block growth, the free-byte count, and
 // slots that outlive or cross their thread.
-#include <Kelpa/detail/SmallObjects.h>
+#include <Tovi/SmallObjects.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using Kelpa::detail::SmallObjectPool;
+using Tovi::detail::SmallObjectPool;
 
 TEST(SmallObjectPool, SizesShareASlotPerMultipleOfEightAndFreedSlotsComeBackFirst) {
   SmallObjectPool pool;
@@ -73,7 +73,7 @@ TEST(SmallObjects, LargeAndSmallRequestsRoundTripOnAnyThread) {
   std::vector<void*> made;
   std::thread maker([&] {
     for (std::size_t n : {1u, 8u, 96u, 512u, 513u, 4096u}) {
-      void* p = Kelpa::detail::allocateSmall(n);
+      void* p = Tovi::detail::allocateSmall(n);
       std::memset(p, 0x5a, n);
       made.push_back(p);
     }
@@ -83,11 +83,11 @@ TEST(SmallObjects, LargeAndSmallRequestsRoundTripOnAnyThread) {
   std::size_t i = 0;
   for (std::size_t n : {1u, 8u, 96u, 512u, 513u, 4096u}) {
     EXPECT_EQ(static_cast<unsigned char*>(made[i])[n - 1], 0x5a);
-    Kelpa::detail::deallocateSmall(made[i++], n);
+    Tovi::detail::deallocateSmall(made[i++], n);
   }
-  Kelpa::detail::deallocateSmall(nullptr, 8);
+  Tovi::detail::deallocateSmall(nullptr, 8);
 
-  Kelpa::detail::SmallObjectAllocator<double> alloc;
+  Tovi::detail::SmallObjectAllocator<double> alloc;
   double* values = alloc.allocate(3);
   values[2] = 1.5;
   EXPECT_EQ(values[2], 1.5);

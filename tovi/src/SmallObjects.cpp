@@ -1,9 +1,9 @@
-#include <Kelpa/detail/SmallObjects.h>
+#include <Tovi/SmallObjects.h>
 
 #include <mutex>
 #include <new>
 
-namespace Kelpa::detail {
+namespace Tovi::detail {
 
 SmallObjectPool::~SmallObjectPool() {
   while (fBlocks) {
@@ -101,25 +101,26 @@ Reserve& reserve() {
   return *r;
 }
 
-// The thread's pool lives in trivially destructible storage, so that it stays usable
-// while other thread-local and static objects are destroyed. A guard hands its free
-// slots and blocks to the reserve when the thread ends; from then on the thread
-// allocates from the reserve. Live objects in those blocks stay valid and are freed into
-// whichever pool their freeing thread uses.
+// The thread's pool is reached through one trivially destructible pointer in initial-exec
+// thread-local storage: a load, no call. A guard hands the pool's free slots and blocks
+// to the reserve when the thread ends; from then on the thread allocates from the
+// reserve. Live objects in those blocks stay valid and are freed into whichever pool
+// their freeing thread uses.
 struct ThreadState {
-  alignas(SmallObjectPool) unsigned char storage[sizeof(SmallObjectPool)];
   SmallObjectPool* pool;
   bool retired;
 };
-thread_local ThreadState tState;
+thread_local ThreadState tState [[gnu::tls_model("initial-exec")]];
 
 struct RetireAtThreadEnd {
   ~RetireAtThreadEnd() {
-    Reserve& r = reserve();
-    std::lock_guard lock(r.mutex);
-    r.pool.adopt(*tState.pool);
+    SmallObjectPool* pool = tState.pool;
     tState.pool = nullptr;
     tState.retired = true;
+    Reserve& r = reserve();
+    std::lock_guard lock(r.mutex);
+    r.pool.adopt(*pool);
+    delete pool;
   }
 };
 thread_local RetireAtThreadEnd tRetire;
@@ -128,7 +129,7 @@ thread_local RetireAtThreadEnd tRetire;
 // the thread has retired its pool.
 [[gnu::noinline]] SmallObjectPool* startThreadPool() {
   if (tState.retired) return nullptr;
-  auto* pool = new (tState.storage) SmallObjectPool();
+  auto* pool = new SmallObjectPool();
   tState.pool = pool;
   (void)&tRetire;  // registers the guard's destructor for this thread
   Reserve& r = reserve();
@@ -168,4 +169,4 @@ std::size_t smallObjectFreeBytes() {
 
 #endif
 
-}  // namespace Kelpa::detail
+}  // namespace Tovi::detail
