@@ -59,6 +59,8 @@ def outputs(model):
                   {"package": model.package, "classes": metas, "enumerations": enumerations,
                    "primitives": primitives, "type_table": meta.type_table_entries(model),
                    "order": meta.construction_order(model)}))
+    factory = next(v for v in views if v.factory)
+    files.append(("zorbel/generated/Factory.cpp", "Factory.cpp.j2", {"f": factory.factory}))
     files.append(("zorbel/generated/ClassNames.cpp", "ClassNames.cpp.j2", {"names": cxx.bound_names(model)}))
     files.append(("zorbel/generated/ValueSequences.cpp", "ValueSequences.cpp.j2",
                   {"types": cxx.value_sequence_types(model)}))

@@ -594,6 +594,22 @@ class ClassView:
     container_bit: Optional[int] = None
     impl_levels: List[Level] = field(default_factory=list)
     create_overload: Optional[CreateOverload] = None
+    factory: Optional["FactoryView"] = None
+
+
+@dataclass
+class FactoryOp:
+    """One creation operation of the Factory: createX, plain or with required references."""
+    cls: str
+    params: List[Param]
+
+
+@dataclass
+class FactoryView:
+    ops: List[FactoryOp]  # in slot order
+    creatable: List[str]  # the classes, by their number in the name table
+    values: List[str]  # the enumerations and primitives that follow them, qualified
+    names: List[Tuple[str, int]]  # the name table: each key and its number
 
 
 def group_of(cls):
@@ -675,6 +691,17 @@ def create_overload(model, cls):
     return CreateOverload(params, setters)
 
 
+def factory_view(model):
+    ops = []
+    for cls, with_references in creation.factory_create_operations(model):
+        params = create_overload(model, cls).params if with_references else []
+        ops.append(FactoryOp(cls.name, params))
+    order = creation.factory_order(model)
+    creatable = [t.name for t in order if t.is_metaclass]
+    values = [f"{model.package}.{t.name}" for t in order if not t.is_metaclass]
+    return FactoryView(ops, creatable, values, sorted(creation.factory_name_table(model).items()))
+
+
 def class_view(model, cls):
     metabases = hierarchy.metaclass_bases(cls)
     operations = own_operations(model, cls)
@@ -694,6 +721,10 @@ def class_view(model, cls):
             texts += [p.type for p in overload.params]
     else:
         overload = None
+    factory = factory_view(model) if storage.derives_from_kernel(cls, storage.FACTORY_ROOT) else None
+    if factory:
+        texts += [op.cls for op in factory.ops] + [p.type for op in factory.ops for p in op.params]
+        texts += ["String", "Integer"]
     referenced = [t for t in named_types(texts) if t not in (cls.name, "Immutable" + cls.name)]
     values = [t for t in referenced if t in VALUE_TYPES or t in model.enumerations]
     has_state = cls in storage.state_classes(model)
@@ -707,7 +738,7 @@ def class_view(model, cls):
         using_base=None if several else interface_name(cls.bases[0]),
         linearisation=[LinearEntry(interface_name(c), conversion(cls, c).path) for c in hierarchy.linearisation(cls)],
         forward_types=referenced, value_headers=[f"zorbel/{t}.h" for t in values],
-        group=group_of(cls), has_state=has_state, create_overload=overload,
+        group=group_of(cls), has_state=has_state, create_overload=overload, factory=factory,
     )
     if has_state:
         (view.state_members, view.state_overrides, view.presence_count,

@@ -59,8 +59,9 @@ TEST(ZorbelStartup, ConfigurationMakesModels) {
   ASSERT_NE(record.createModel, nullptr);
   Kelpa::Model m = record.createModel();
   EXPECT_EQ(m.getDeviant().getDeviantId(), 0u);
+  EXPECT_FALSE(zorbel::Factory(record.createFactory(m)).isNull());
   m->destroyModel();
-  EXPECT_THROW(record.createFactory(m), Kelpa::UnImplementedException);
+  EXPECT_THROW(record.createFactory(m), Kelpa::Exception);
 }
 
 TEST_F(ZorbelComment, BodyPresenceAndValues) {

@@ -13,6 +13,7 @@
 #include <Kelpa/Model.h>
 #include <Kelpa/Visitor.h>
 #include <Tovi/ModuleObject.h>
+#include <zorbel/Factory.h>
 #include <zorbel/MetaPackage.h>
 #include <zorbel/detail/Support.h>
 #include <zorbel/detail/ValueTypes.h>
@@ -134,23 +135,23 @@ struct Loader {
 const NameBinder sNameBinder;
 const Loader sLoader;
 
-Kelpa::Object createFactoryNotYet(const Kelpa::Model&) {
-  Kelpa::raiseUnImplemented(Kelpa::Where{"zorbel/Initialize"}, __LINE__,
-                            "the metamodel factory is not available yet");
+Kelpa::Object createFactory(const Kelpa::Model& model) {
+  const Factory factory = NSInterface::FactoryIntf::createNewFactory(model);
+  return Kelpa::Object(factory.objectPtr(), factory.getDeviant());
 }
 Kelpa::Object metaModel(const Kelpa::Model& model) {
   const Kelpa::Package package = NSImplementation::staticGetZorbelMetaModel(model);
   return Kelpa::Object(package.objectPtr(), package.getDeviant());
 }
 Kelpa::Model createModel() {
-  return Kelpa::NSInterface::FactoryIntf::createNewModel();
+  return NSInterface::FactoryIntf::createNewModel();
 }
 
 }  // namespace
 }  // namespace zorbel
 
 extern "C" void zorbel_getConfiguration(zorbel_Configuration* record) {
-  record->createFactory = &zorbel::createFactoryNotYet;
+  record->createFactory = &zorbel::createFactory;
   record->getMetaModel = &zorbel::metaModel;
   record->createModel = &zorbel::createModel;
 }

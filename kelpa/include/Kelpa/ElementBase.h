@@ -221,8 +221,12 @@ class ElementState : public Intf {
     if (p == fContainer) return;
     NSInterface::ClassObjectIntf* old = fContainer;
     fContainer = p;
-    if (p) p->incRef();
-    if (old) old->decRef();
+    if (counted(p)) p->incRef();
+    if (counted(old)) old->decRef();
+  }
+  // A containing element is counted, a containing model (a Factory's) is not.
+  static bool counted(const NSInterface::ClassObjectIntf* p) {
+    return p && detail::castTo<NSInterface::ModelIntf>(p) == nullptr;
   }
   void assignKernel(const ElementState& other) {
     fModel = other.fModel;

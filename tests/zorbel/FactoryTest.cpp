@@ -1,0 +1,103 @@
+// The Factory of a model: elements and values by name, its creation operations, and its
+// place in the model.
+#include <gtest/gtest.h>
+
+#include <Kelpa/Meta.h>
+#include <zorbel/Initialize.h>
+#include <zorbel/zorbel.h>
+
+namespace {
+
+using Kelpa::Deviant;
+using Kelpa::NSInterface::ClassIntf;
+using zorbel::String;
+
+class ZorbelFactory : public ::testing::Test {
+ protected:
+  void TearDown() override { model->destroyModel(); }
+  Kelpa::Model model = zorbel::NSInterface::FactoryIntf::createNewModel();
+  Deviant root = model.getDeviant();
+  zorbel::Factory factory = zorbel::NSInterface::FactoryIntf::createNewFactory(model);
+};
+
+const ClassIntf* metaclassOf(const Kelpa::Object& o) {
+  const auto* element = Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(o.get());
+  return element ? element->getMetaClass().get() : nullptr;
+}
+
+TEST_F(ZorbelFactory, LivesInItsModelWithTheModelAsContainer) {
+  EXPECT_EQ(factory->getModelKelpa(root).get(), model.get());
+  EXPECT_TRUE(factory->hasContainerKelpa(root));
+  EXPECT_EQ(factory->getContainerKelpa(root).get(),
+            static_cast<Kelpa::NSInterface::ClassObjectIntf*>(model.get()));
+  EXPECT_EQ(factory->getMetaClass()->getName(), "Factory");
+  EXPECT_EQ(factory->getRuvoName(false), "zorbel.Factory");
+}
+
+TEST_F(ZorbelFactory, MakesEveryConcreteClassByPlainAndQualifiedName) {
+  const Kelpa::Package package = Kelpa::DomainRegistry::instance().findPackage("zorbel");
+  int made = 0;
+  for (const Kelpa::NSInterface::TypeIntf* type : package->getOwnedTypes()) {
+    const auto* cls = dynamic_cast<const ClassIntf*>(type);
+    if (!cls || cls->isAbstract() || cls->getName() == "Factory") continue;
+    for (const std::string& name : {cls->getName(), cls->getQualifiedName()}) {
+      const Kelpa::Object o = factory->createFromString(root, String(name));
+      ASSERT_FALSE(o.isNull()) << name;
+      EXPECT_EQ(metaclassOf(o), cls) << name;
+      ++made;
+    }
+  }
+  EXPECT_EQ(made, 2 * 128);
+  EXPECT_EQ(model->numberOfObjects(), 1u + 2 * 128);
+}
+
+TEST_F(ZorbelFactory, GivenIdsAreTheElementsIds) {
+  const Kelpa::Object o = factory->createFromString(root, String("zorbel.Comment"), zorbel::Integer(4711));
+  const zorbel::Comment c(o);
+  ASSERT_FALSE(c.isNull());
+  EXPECT_EQ(c->getId().getValue(), 4711);
+  EXPECT_EQ(model->findObjectById(root, Kelpa::Integer(4711)).get(),
+            Kelpa::primary_cast<Kelpa::NSInterface::ClassObjectIntf>(c.get()));
+}
+
+TEST_F(ZorbelFactory, MakesValuesAndAnswersNullForUnknownNames) {
+  EXPECT_TRUE(factory->createFromString(root, String("Element")).isNull());  // abstract
+  EXPECT_TRUE(factory->createFromString(root, String("NoSuchThing")).isNull());
+  EXPECT_TRUE(factory->createFromString(root, String("comment")).isNull());  // names are exact
+
+  EXPECT_EQ(zorbel::Integer(factory->createFromString(root, String("Integer"), String("0x10"))), 16);
+  EXPECT_EQ(zorbel::Integer(factory->createFromString(root, String("zorbel.Integer"))), 0);
+  EXPECT_EQ(zorbel::AggregationKind(factory->createFromString(root, String("AggregationKind"), String("shared"))),
+            zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+  EXPECT_EQ(String(factory->createFromString(root, String("String"), String("text"))), String("text"));
+  // A value type the factory's table does not name is still made by the value factory.
+  Kelpa::TypeInfoRegistry::registerTypeInfo("test.Number", zorbel::Integer::getTypeInfo());
+  const Kelpa::Object number = factory->createFromString(root, String("test.Number"), String("7"));
+  Kelpa::TypeInfoRegistry::unregisterTypeInfo("test.Number");
+  ASSERT_NE(Kelpa::valueOf(number), nullptr);
+  EXPECT_EQ(Tovi::any_cast<zorbel::Integer>(*Kelpa::valueOf(number)), 7);
+}
+
+TEST_F(ZorbelFactory, CreationOperationsMakeElementsOfTheModel) {
+  const zorbel::Comment c = factory->createComment(root);
+  ASSERT_FALSE(c.isNull());
+  EXPECT_EQ(c->getModelKelpa(root).get(), model.get());
+  const zorbel::InstanceSpecification instance = factory->createInstanceSpecification(root);
+  const zorbel::InstanceValue value = factory->createInstanceValue(root, instance);
+  EXPECT_EQ(value->getInstance(root).objectPtr(), instance.objectPtr());
+}
+
+TEST(ZorbelConfiguration, GivesTheFactoryTheMetaPackageAndModels) {
+  zorbel_Configuration record{};
+  zorbel_getConfiguration(&record);
+  Kelpa::Model model = record.createModel();
+  ASSERT_FALSE(model.isNull());
+  const Kelpa::Object factory = record.createFactory(model);
+  EXPECT_FALSE(zorbel::Factory(factory).isNull());
+  const Kelpa::Object package = record.getMetaModel(model);
+  ASSERT_FALSE(package.isNull());
+  EXPECT_EQ(Kelpa::Package(package)->getName(), "zorbel");
+  model->destroyModel();
+}
+
+}  // namespace
