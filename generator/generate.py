@@ -59,6 +59,9 @@ def outputs(model):
                   {"package": model.package, "classes": metas, "enumerations": enumerations,
                    "primitives": primitives, "type_table": meta.type_table_entries(model),
                    "order": meta.construction_order(model)}))
+    files.append(("zorbel/generated/TypeRegistration.cpp", "TypeRegistration.cpp.j2",
+                  {"names": meta.registered_names(model),
+                   "value_types": [t.name for t in list(model.primitives.values()) + list(model.enumerations.values())]}))
     factory = next(v for v in views if v.factory)
     files.append(("zorbel/generated/Factory.cpp", "Factory.cpp.j2", {"f": factory.factory}))
     files.append(("zorbel/generated/ClassNames.cpp", "ClassNames.cpp.j2", {"names": cxx.bound_names(model)}))

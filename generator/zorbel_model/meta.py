@@ -165,3 +165,20 @@ def construction_order(model):
         "primitives": [t.name for t in order if getattr(t, "is_primitive", False)],
         "classes": [t.name for t in order if t.is_metaclass],
     }
+
+
+def registered_names(model):
+    """The names registered at start-up, in order, each with how it is registered: a value
+    type's own name as its meta type, the names of iterators (and the Factory's name) with
+    an iterator description, those of sequences with a sequence description."""
+    p = model.package
+    values = {f"{p}.{t.name}": t.name for t in list(model.enumerations.values()) + list(model.primitives.values())}
+    found = []
+    for name in creation.registered_type_names(model):
+        if name in values:
+            found.append((name, "meta", values[name]))
+        elif name.endswith("Iterator") or name == f"{p}.Factory":
+            found.append((name, "iterator", None))
+        else:
+            found.append((name, "sequence", None))
+    return found

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include <Kelpa/Asserter.h>
+#include <Kelpa/Meta.h>
 #include <Tovi/Error.h>
 #include <Tovi/Strings.h>
 #include <Tovi/Type.h>
@@ -281,5 +282,33 @@ ImmutableValueObject::ImmutableValueObject(const ImmutableObject& o)
     : ImmutableObject(detail::castTo<const NSInterface::ValueObjectIntf>(o.get()), o.getDeviant()) {
 }
 ValueObject::~ValueObject() = default;
+
+namespace {
+// An iterator or sequence type: its element type and its kind.
+class ElementsType final : public Tovi::Type {
+ public:
+  ElementsType(const char* kind, const NSInterface::TypeIntf* element) : fKind(kind), fElement(element) {}
+  Tovi::any convertFromString(const std::string&, Tovi::ErrorHolder&) const override { return {}; }
+  std::string convertToString(const Tovi::any&) const override { return {}; }
+  Tovi::any defaultConstruct() const override { return {}; }
+  bool isValid(const Tovi::any&) const override { return false; }
+  bool isEqualTo(const Tovi::Type* other) const override {
+    const auto* o = dynamic_cast<const ElementsType*>(other);
+    return o && o->fKind == fKind && o->fElement == fElement;
+  }
+  Tovi::Type* clone() const override { return new ElementsType(fKind, fElement); }
+
+ private:
+  const char* fKind;
+  const NSInterface::TypeIntf* fElement;
+};
+}  // namespace
+
+Tovi::TypeInfo IteratorType::Create(const MetaHandle<NSInterface::TypeIntf>& elementType) {
+  return Tovi::Type::CreateTypeInfo(new ElementsType("iterator", elementType.get()));
+}
+Tovi::TypeInfo SequenceType::Create(const MetaHandle<NSInterface::TypeIntf>& elementType) {
+  return Tovi::Type::CreateTypeInfo(new ElementsType("sequence", elementType.get()));
+}
 
 }  // namespace Kelpa

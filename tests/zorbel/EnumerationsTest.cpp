@@ -6,7 +6,6 @@
 
 #include <Kelpa/Model.h>
 #include <Tovi/EnumType.h>
-#include <zorbel/detail/ValueTypes.h>
 #include <zorbel/zorbel.h>
 
 using namespace zorbel;

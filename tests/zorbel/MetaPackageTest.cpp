@@ -2,10 +2,13 @@
 // table by type id, resolved types and opposites, and the metaclass of elements.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <set>
 #include <string>
 
 #include <Kelpa/Meta.h>
+#include <zorbel/Initialize.h>
 #include <zorbel/MetaPackage.h>
 #include <zorbel/NSMetaRegistry/MetaRegistry.h>
 #include <zorbel/zorbel.h>
@@ -141,6 +144,36 @@ TEST(MetaPackage, ElementsAnswerTheirMetaclass) {
   EXPECT_EQ(zorbel::ImmutableNamedElement::MetaClass()->getName(), "NamedElement");
   EXPECT_EQ(zorbel::ImmutableComment::MetaClass()->getQualifiedName(), "zorbel.Comment");
   model->destroyModel();
+}
+
+}  // namespace
+
+namespace {
+
+// The registration's destructor is never run by the library; run here in a child process,
+// it takes back every name and the whole meta package.
+int tearDownRegistration() {
+  const std::size_t before = Kelpa::TypeInfoRegistry::size();
+  delete new zorbel::InitializerClass();
+  int failures = 0;
+  const auto check = [&](bool ok, const char* what) {
+    if (!ok) {
+      std::fprintf(stderr, "not undone: %s\n", what);
+      ++failures;
+    }
+  };
+  check(Kelpa::TypeInfoRegistry::size() == before - 1397, "the 1,397 names");
+  check(Kelpa::TypeInfoRegistry::getMetaType("zorbel.Integer").isNull(), "the meta type zorbel.Integer");
+  check(*zorbel::NSImplementation::staticGetZorbelMetaPackage() == nullptr, "the package slot");
+  check(Kelpa::DomainRegistry::instance().findPackage("zorbel").isNull(), "the package");
+  check(zorbel::ImmutableComment::MetaClass().isNull(), "the metaclass slots");
+  check(zorbel::sPackageIntrospectiveMethods.types[9]->metaclass == nullptr, "the records' metaclasses");
+  return failures;
+}
+
+TEST(MetaPackageDeathTest, RegistrationIsUndoneExactly) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::exit(tearDownRegistration()), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

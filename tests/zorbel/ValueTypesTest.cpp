@@ -8,8 +8,9 @@
 #include <memory>
 #include <string>
 
+#include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
-#include <zorbel/detail/ValueTypes.h>
+#include <zorbel/detail/TypeRegistration.h>
 #include <zorbel/zorbel.h>
 
 using namespace zorbel;
@@ -119,16 +120,46 @@ TYPED_TEST(ZorbelValueType, RegisteredSoTheKernelParsesAndPrintsIt) {
 }
 
 TEST(ZorbelValueTypes, RegistrationCanBeRepeatedAndUndone) {
+  const Kelpa::Deviant root = Kelpa::DomainRegistry::instance().getMetaRegistry().getDeviant();
   const std::size_t registered = Kelpa::TypeInfoRegistry::size();
-  detail::registerValueTypes();
+  detail::registerTypeNames(root);
   EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), registered);
-  detail::unregisterValueTypes();
-  EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), registered - 12);
+  detail::unregisterTypeNames();
+  EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), registered - 1397);
   EXPECT_EQ(Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.MessageSort"), nullptr);
+  EXPECT_TRUE(Kelpa::TypeInfoRegistry::getMetaType("zorbel.MessageSort").isNull());
+  EXPECT_EQ(Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.SequenceOfComment"), nullptr);
   EXPECT_THROW({ const Kelpa::Object boxed = Integer(1); }, Kelpa::Exception);
-  detail::registerValueTypes();
+  detail::registerTypeNames(root);
   EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), registered);
   EXPECT_EQ(Integer(Kelpa::Object(Integer(1))), 1);
+}
+
+TEST(ZorbelValueTypes, RegisteredNamesDescribeValuesIteratorsAndSequences) {
+  EXPECT_EQ(detail::registeredTypeNameCount(), 1397u);
+  // A value type's own name is its meta type, the primitive or enumeration of the package.
+  EXPECT_EQ(Integer::MetaDataType()->getName(), "Integer");
+  EXPECT_EQ(Integer::MetaDataType().get(), Integer(3).getMetaDataType().get());
+  EXPECT_EQ(std::string(AggregationKind::MetaDataType()->kind()), "Enumeration");
+  EXPECT_EQ(String::MetaDataType()->getQualifiedName(), "zorbel.String");
+  // Classes register only their iterators and sequences; the Factory's own name is an
+  // iterator's description and no meta type.
+  EXPECT_EQ(Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.Comment"), nullptr);
+  EXPECT_TRUE(Kelpa::TypeInfoRegistry::getMetaType("zorbel.Comment").isNull());
+  EXPECT_TRUE(Kelpa::TypeInfoRegistry::getMetaType("zorbel.Factory").isNull());
+  const Tovi::TypeInfo* factory = Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.Factory");
+  const Tovi::TypeInfo* iterator = Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.ImmutableCommentIterator");
+  const Tovi::TypeInfo* sequence = Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.SequenceOfComment");
+  ASSERT_NE(factory, nullptr);
+  ASSERT_NE(iterator, nullptr);
+  ASSERT_NE(sequence, nullptr);
+  for (const Tovi::TypeInfo* info : {factory, iterator, sequence}) {
+    EXPECT_TRUE(info->defaultConstruct().empty());  // they make no values
+    EXPECT_FALSE(info->isValid(Tovi::any(Integer(1))));
+  }
+  for (const char* name : {"zorbel.IntegerIterator", "zorbel.ImmutableSequenceOfMessageSort",
+                           "zorbel.ImmutableSequenceOfImmutableExtensionPoint", "zorbel.BehavioralFeatureIterator"})
+    EXPECT_NE(Kelpa::TypeInfoRegistry::findTypeInfo(name), nullptr) << name;
 }
 
 // ---------------------------------------------------------------------------------------

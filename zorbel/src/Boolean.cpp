@@ -1,5 +1,7 @@
 #include <zorbel/Boolean.h>
 
+#include <Kelpa/Meta.h>
+
 #include <zorbel/detail/ValueSupport.h>
 
 namespace zorbel {
@@ -55,5 +57,12 @@ Tovi::Type* BooleanTypeInfo::clone() const {
   return new BooleanTypeInfo();
 }
 BooleanTypeInfo::~BooleanTypeInfo() = default;
+
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> Boolean::MetaDataType() {
+  return Kelpa::TypeInfoRegistry::getMetaType(getTypeName());
+}
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> Boolean::getMetaDataType() const {
+  return MetaDataType();
+}
 
 }  // namespace zorbel

@@ -1,4 +1,5 @@
 // The behaviour of every enumeration, written once and instantiated for each.
+#include <Kelpa/Meta.h>
 #include <memory>
 
 #include <Tovi/EnumType.h>
@@ -45,6 +46,15 @@ const std::map<X, std::string>& Enumeration<X, L>::getLiterals() {
     return map;
   }();
   return literals;
+}
+
+template <class X, class L>
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> Enumeration<X, L>::MetaDataType() {
+  return Kelpa::TypeInfoRegistry::getMetaType(getTypeName());
+}
+template <class X, class L>
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> Enumeration<X, L>::getMetaDataType() const {
+  return MetaDataType();
 }
 
 template <class X, class L>

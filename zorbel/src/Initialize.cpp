@@ -16,7 +16,7 @@
 #include <zorbel/Factory.h>
 #include <zorbel/MetaPackage.h>
 #include <zorbel/detail/Support.h>
-#include <zorbel/detail/ValueTypes.h>
+#include <zorbel/detail/TypeRegistration.h>
 
 namespace zorbel {
 
@@ -56,12 +56,15 @@ void raiseInternalError(const char* interfacePath, int line) {
 InitializerClass::InitializerClass() {
   Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
   if (registry.isNull()) Kelpa::raiseNullRef();
+  const Kelpa::Deviant root = registry->getRootDeviant();
   NSImplementation::staticInitializeZorbelMeta();
-  detail::registerValueTypes();
+  detail::registerTypeNames(root);
 }
 
 InitializerClass::~InitializerClass() {
-  detail::unregisterValueTypes();
+  detail::unregisterTypeNames();
+  Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
+  if (registry.isNull()) Kelpa::raiseNullRef();
   const bool saved = Kelpa::DeviantAssertions::enableAssertions(false);
   NSImplementation::staticTerminateZorbelMeta();
   Kelpa::DeviantAssertions::enableAssertions(saved);

@@ -1,5 +1,7 @@
 #include <zorbel/Integer.h>
 
+#include <Kelpa/Meta.h>
+
 #include <zorbel/detail/ValueSupport.h>
 
 namespace zorbel {
@@ -57,5 +59,12 @@ Tovi::Type* IntegerTypeInfo::clone() const {
   return new IntegerTypeInfo();
 }
 IntegerTypeInfo::~IntegerTypeInfo() = default;
+
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> Integer::MetaDataType() {
+  return Kelpa::TypeInfoRegistry::getMetaType(getTypeName());
+}
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> Integer::getMetaDataType() const {
+  return MetaDataType();
+}
 
 }  // namespace zorbel

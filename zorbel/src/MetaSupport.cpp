@@ -120,7 +120,7 @@ void destroyPackage(const PackageRecord& r, const Kelpa::Factory& factory,
                     const Kelpa::Package& package) {
   (void)package;
   if (!*r.package) return;
-  const Kelpa::Package own(*r.package, requireFactory(factory).getDeviant());
+  const Deviant d = requireFactory(factory).getDeviant();
   for (std::size_t i = 0; i < r.classCount; ++i) destroyClass(*r.classesByTypeId[i]);
   for (std::size_t i = 0; i < r.enumerationCount; ++i) {
     *r.enumerations[i]->meta = nullptr;
@@ -130,9 +130,10 @@ void destroyPackage(const PackageRecord& r, const Kelpa::Factory& factory,
     *r.primitives[i]->meta = nullptr;
     r.primitives[i]->methods->metaclass = nullptr;
   }
-  if (own.isNull()) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/MPackage_h"}, 60);
-  own->destroy(own.getDeviant());
+  // No handle may outlive the package: destroy deletes it.
+  PackageIntf* own = *r.package;
   *r.package = nullptr;
+  own->destroy(d);
 }
 
 PackageIntf** initializePackage(const PackageRecord& r) {

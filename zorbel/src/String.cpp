@@ -1,5 +1,7 @@
 #include <zorbel/String.h>
 
+#include <Kelpa/Meta.h>
+
 #include <Tovi/Strings.h>
 #include <zorbel/detail/ValueSupport.h>
 
@@ -81,5 +83,12 @@ Tovi::Type* StringTypeInfo::clone() const {
   return new StringTypeInfo();
 }
 StringTypeInfo::~StringTypeInfo() = default;
+
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> String::MetaDataType() {
+  return Kelpa::TypeInfoRegistry::getMetaType(getTypeName());
+}
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> String::getMetaDataType() const {
+  return MetaDataType();
+}
 
 }  // namespace zorbel

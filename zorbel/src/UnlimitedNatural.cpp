@@ -1,5 +1,7 @@
 #include <zorbel/UnlimitedNatural.h>
 
+#include <Kelpa/Meta.h>
+
 #include <Tovi/Strings.h>
 #include <zorbel/detail/ValueSupport.h>
 
@@ -76,5 +78,12 @@ Tovi::Type* UnlimitedNaturalTypeInfo::clone() const {
   return new UnlimitedNaturalTypeInfo();
 }
 UnlimitedNaturalTypeInfo::~UnlimitedNaturalTypeInfo() = default;
+
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> UnlimitedNatural::MetaDataType() {
+  return Kelpa::TypeInfoRegistry::getMetaType(getTypeName());
+}
+Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> UnlimitedNatural::getMetaDataType() const {
+  return MetaDataType();
+}
 
 }  // namespace zorbel

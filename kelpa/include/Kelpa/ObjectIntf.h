@@ -30,6 +30,7 @@ class MetaHandle;
 namespace NSInterface {
 
 class ClassIntf;
+class TypeIntf;
 
 class ObjectIntf : public ReferenceCountingIntf {
  public:

@@ -120,6 +120,19 @@ class ValueObjectIntf : public ObjectIntf {
 
 }  // namespace NSInterface
 
+// The descriptions registered under the names of the iterators and sequences of a type.
+// They keep the element type they were made with (which may be an empty handle: the
+// name then tells it) and make no values: default construction gives an empty any, and
+// text converts to nothing.
+class IteratorType {
+ public:
+  static Tovi::TypeInfo Create(const MetaHandle<NSInterface::TypeIntf>& elementType);
+};
+class SequenceType {
+ public:
+  static Tovi::TypeInfo Create(const MetaHandle<NSInterface::TypeIntf>& elementType);
+};
+
 class ValueObjectFactory {
  public:
   static bool isValueObjectType(const std::string& name);

@@ -27,6 +27,9 @@ class Boolean {
 
   static std::string getTypeName() { return "zorbel.Boolean"; }
   static const Tovi::TypeInfo& getTypeInfo();
+  // The data type of the meta package that describes this type.
+  static Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> MetaDataType();
+  Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> getMetaDataType() const;
   // "true" or "false".
   Kelpa::String toString() const;
   // Exactly "true" or "false".

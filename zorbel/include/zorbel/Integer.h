@@ -30,6 +30,9 @@ class Integer {
 
   static std::string getTypeName() { return "zorbel.Integer"; }
   static const Tovi::TypeInfo& getTypeInfo();
+  // The data type of the meta package that describes this type.
+  static Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> MetaDataType();
+  Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> getMetaDataType() const;
   // Decimal.
   Kelpa::String toString() const;
   // Decimal, or hexadecimal after "0x"; text behind the number is ignored.

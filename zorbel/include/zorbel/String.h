@@ -51,6 +51,9 @@ class String {
 
   static std::string getTypeName() { return "zorbel.String"; }
   static const Tovi::TypeInfo& getTypeInfo();
+  // The data type of the meta package that describes this type.
+  static Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> MetaDataType();
+  Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> getMetaDataType() const;
   // A copy of the text.
   Kelpa::String toString() const { return Kelpa::String(fText); }
   static String fromString(const Kelpa::String& text);

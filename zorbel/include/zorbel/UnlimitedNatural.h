@@ -36,6 +36,9 @@ class UnlimitedNatural {
 
   static std::string getTypeName() { return "zorbel.UnlimitedNatural"; }
   static const Tovi::TypeInfo& getTypeInfo();
+  // The data type of the meta package that describes this type.
+  static Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> MetaDataType();
+  Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> getMetaDataType() const;
   // "*" for the unlimited value, decimal otherwise.
   Kelpa::String toString() const;
   // "*" and "-1" are unlimited; otherwise decimal, or hexadecimal after "0x".

@@ -54,6 +54,9 @@ class Enumeration : public Literals {
   // Every literal, by value.
   static const std::map<X, std::string>& getLiterals();
   static const Tovi::TypeInfo& getTypeInfo();
+  // The data type of the meta package that describes this type.
+  static Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> MetaDataType();
+  Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> getMetaDataType() const;
   // The literal's name; a number without a literal prints as its decimal text.
   Kelpa::String toString() const;
   // text must be the name of a literal.
