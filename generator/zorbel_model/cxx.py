@@ -825,6 +825,10 @@ class SweepCheck:
     name: str  # Class.property
     type: str
     accessors: SimpleNamespace
+    prop: str = ""  # the property's own name, as reflection finds it
+    owner: str = ""  # the class that declares it
+    hidden: bool = False  # a property of a more specific class has the same name
+    required: bool = False  # lower bound 1: reflection answers has at once
     presence: Optional[str] = None  # of a value: optional, required, requiredRemoved
     initial: Optional[str] = None
     sample: Optional[str] = None
@@ -862,6 +866,7 @@ def sweep_checks(model, cls):
 
     for number, member in enumerate(m for m in storage.storage_members(cls) if m.prop is not None):
         prop = member.prop
+        start = len(checks)
         names = SimpleNamespace(**{role: naming.accessor_name(prop, role) for role in naming.FAMILIES["full"]
                                    + naming.FAMILIES["multiValued"]})
         t = value_type(prop.type)
@@ -889,6 +894,11 @@ def sweep_checks(model, cls):
             checks.append(SweepCheck("value", prop.qualified, t, names, presence=presence,
                                      initial=f"{t}({init})" if init else f"{t}()",
                                      sample=sample_value(prop, number)))
+        for check in checks[start:]:
+            check.prop, check.owner, check.required = prop.name, prop.owner.name, prop.lower == 1
+            check.hidden = any(c is not prop.owner and c.own(prop.name) is not None
+                               and prop.owner in hierarchy.ancestors(c)
+                               for c in [cls] + hierarchy.ancestors(cls))
     return checks, partners
 
 

@@ -127,8 +127,15 @@ void ClassIntf::update(const IntrospectiveMethods* methods, std::vector<ClassInt
   for (ClassIntf* base : fSuperClasses)
     for (PropertyIntf* p : base->getAllProperties())
       if (std::find(fAll.begin(), fAll.end(), p) == fAll.end()) fAll.push_back(p);
+  // A name finds the most specific property: one of a class hides the same name of
+  // every class that class descends from.
   fByName.clear();
-  for (PropertyIntf* p : fAll) fByName.emplace(p->getName(), p);  // own ones first win
+  for (PropertyIntf* p : fAll) {
+    auto [it, added] = fByName.emplace(p->getName(), p);
+    if (!added && it->second->getOwner() != p->getOwner() &&
+        p->getOwner()->conformsTo(it->second->getOwner()))
+      it->second = p;
+  }
 }
 
 PackageIntf::~PackageIntf() {

@@ -212,6 +212,18 @@ void setOrAdd(const ImmutableClassObject& o, const ImmutableProperty& p, const O
 void setOrAddOnly(const ImmutableClassObject& o, std::string_view name, const Object& value) {
   setOrAddIn(target(o), o.getDeviant(), named(o, name), value, true);
 }
+void setOrAddOnly(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
+  reflect::setOrAdd(target(o), o.getDeviant(), given(p), value, true);
+}
+void remove(const ImmutableClassObject& o, const ImmutableProperty& p) {
+  reflect::remove(target(o), o.getDeviant(), given(p), false);
+}
+void remove(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
+  reflect::remove(target(o), o.getDeviant(), given(p), value, false);
+}
+void removeOnly(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
+  reflect::remove(target(o), o.getDeviant(), given(p), value, true);
+}
 void remove(const ImmutableClassObject& o, std::string_view name) {
   removeIn(target(o), o.getDeviant(), named(o, name), false);
 }

@@ -121,6 +121,9 @@ TEST(MetaPackage, UpdateResolvesEveryTypeOppositeAndBase) {
   EXPECT_EQ(property.findProperty("isDerived")->getOwner()->getName(), "Property");
   EXPECT_EQ(property.findProperty("isDerived")->getType()->getName(), "Boolean");
   EXPECT_EQ(std::string(property.findProperty("aggregation")->getDefault()), "none");
+  // A name finds the most specific property, whatever the order of the bases.
+  EXPECT_EQ(metaclass("LiteralString").findProperty("visibility")->getOwner()->getName(), "PackageableElement");
+  EXPECT_EQ(metaclass("DurationInterval").findProperty("min")->getOwner()->getName(), "DurationInterval");
   EXPECT_TRUE(property.conformsTo(&metaclass("TypedElement")));
   EXPECT_FALSE(property.conformsTo(&metaclass("Classifier")));
 }

@@ -14,6 +14,21 @@ void expectNoPartner(const char* name, bool present, const Kelpa::ImmutableClass
   EXPECT_TRUE(value.isNull()) << name;
 }
 
+Kelpa::ImmutableProperty propertyOf(const char* qualifiedClassName, const char* name) {
+  const Kelpa::Type type = Kelpa::DomainRegistry::instance().findType(qualifiedClassName);
+  const auto* cls = Kelpa::detail::castTo<Kelpa::NSInterface::ClassIntf>(type.get());
+  const Kelpa::NSInterface::PropertyIntf* p = cls ? cls->findProperty(name) : nullptr;
+  EXPECT_NE(p, nullptr) << qualifiedClassName << "." << name;
+  EXPECT_EQ(p ? p->getOwner() : nullptr, cls) << qualifiedClassName << "." << name;
+  return Kelpa::ImmutableProperty(p, type.getDeviant());
+}
+
+void expectSame(const char* name, const Kelpa::Object& read, const Kelpa::ImmutableClassObject& partner) {
+  EXPECT_EQ(Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(read.get()),
+            Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(partner.get()))
+      << name;
+}
+
 void expectCounted(const char* name, int before, int after, int step) {
   EXPECT_EQ(after, before + step) << name << ": the state counts its partner once";
 }

@@ -7,6 +7,10 @@
 // The helpers depend on the value type only, so that the sweep stays quick to compile.
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
+#include <Kelpa/Meta.h>
+
 #include <initializer_list>
 
 #include <Kelpa/Visitor.h>
@@ -29,6 +33,18 @@ void expectPartner(const char* name, bool present, const Kelpa::ImmutableClassOb
                    const Kelpa::ImmutableClassObject& partner);
 // A single reference that holds nothing.
 void expectNoPartner(const char* name, bool present, const Kelpa::ImmutableClassObject& value);
+// The element or value as the kernel's reflection takes it.
+template <class T>
+Kelpa::Object asObject(const T& value) {
+  if constexpr (std::is_base_of_v<Kelpa::detail::HandleBase, T>)
+    return Kelpa::Object(value.objectPtr(), value.getDeviant());
+  else
+    return Kelpa::Object(value);
+}
+// The property of that name of a metaclass, found by reflection.
+Kelpa::ImmutableProperty propertyOf(const char* qualifiedClassName, const char* name);
+// A reflective read that gives the partner itself.
+void expectSame(const char* name, const Kelpa::Object& read, const Kelpa::ImmutableClassObject& partner);
 // A partner's count raised by one by a set (or lowered by one by a remove: step -1).
 void expectCounted(const char* name, int before, int after, int step);
 

@@ -418,7 +418,14 @@ void setOrAdd(const ImmutableClassObject& object, std::string_view name, const O
 void setOrAdd(const ImmutableClassObject& object, const ImmutableProperty& property,
               const Object& value);
 void setOrAddOnly(const ImmutableClassObject& object, std::string_view name, const Object& value);
+void setOrAddOnly(const ImmutableClassObject& object, const ImmutableProperty& property,
+                  const Object& value);
 void remove(const ImmutableClassObject& object, std::string_view name);
+void remove(const ImmutableClassObject& object, const ImmutableProperty& property);
+void remove(const ImmutableClassObject& object, const ImmutableProperty& property,
+            const Object& value);
+void removeOnly(const ImmutableClassObject& object, const ImmutableProperty& property,
+                const Object& value);
 void remove(const ImmutableClassObject& object, std::string_view name, const Object& value);
 void removeOnly(const ImmutableClassObject& object, std::string_view name, const Object& value);
 
