@@ -54,6 +54,17 @@ void BM_TypedGetBodyOfOne(benchmark::State& state) {
 }
 BENCHMARK(BM_TypedGetBodyOfOne);
 
+// An element made by its name through the model's Factory (the name table, then the
+// class's createWithId), against BM_CreateComment.
+void BM_FactoryCreateByName(benchmark::State& state) {
+  ScopedModel scope;
+  const zorbel::Factory factory = zorbel::NSInterface::FactoryIntf::createNewFactory(scope.model);
+  const zorbel::String name("Comment");
+  for (auto _ : state) benchmark::DoNotOptimize(factory->createFromString(scope.root, name));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_FactoryCreateByName)->Iterations(1'000'000);
+
 // The library builds its meta package when it is loaded; this reports how long that took.
 void BM_InitializeAtLoad(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(zorbel::initialize());

@@ -1,9 +1,10 @@
-// A tour of zorbel: a model with a few comments, their bodies set, read and removed,
-// and values and enumerations turned into text and back.
+// A tour of zorbel: comments, a small class model outlined with the visitor, values and
+// enumerations as text, and a generic walk that knows the classes only through reflection.
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include <Kelpa/Meta.h>
 #include <zorbel/zorbel.h>
 
 namespace {
@@ -156,6 +157,60 @@ void classModel() {
   model->destroyModel();
 }
 
+// Any element, knowing nothing of its class: its metaclass and every property that has a
+// value, found by reflection alone.
+void describe(const Kelpa::ImmutableClassObject& element) {
+  const Kelpa::ImmutableClass cls = element->getMetaClass();
+  std::cout << cls->getQualifiedName() << "\n";
+  for (const Kelpa::NSInterface::PropertyIntf* p : cls->getAllProperties()) {
+    // Derived values, the kernel's own, and properties that a more specific one hides.
+    if (p->isDerived() || p->isDerivedUnion() || p->getOwner()->getName() == "ClassObject" ||
+        cls->findProperty(p->getName()) != p)
+      continue;
+    Kelpa::Object value;
+    try {
+      if (!Kelpa::has(element, p->getName())) continue;
+      value = Kelpa::get(element, p->getName());
+    } catch (const Kelpa::UnImplementedException&) {
+      continue;  // a feature this version does not keep yet
+    }
+    std::cout << "  " << p->getName() << " = ";
+    if (const Kelpa::Sequence<Kelpa::Object> items = Kelpa::asSequence(value); !items.isNull()) {
+      std::cout << items.size() << " element(s)";
+    } else if (const auto* element = Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(value.get())) {
+      std::cout << "a " << element->getMetaClass()->getName();
+    } else {
+      std::cout << value->toString(value.getDeviant()).str();
+    }
+    std::cout << "\n";
+  }
+}
+
+void genericWalk() {
+  section("A generic walk by reflection");
+  Kelpa::Model model = zorbel::NSInterface::FactoryIntf::createNewModel();
+  const Kelpa::Deviant root = model.getDeviant();
+  const zorbel::Factory factory = zorbel::NSInterface::FactoryIntf::createNewFactory(model);
+
+  // Elements made by name, values set by property name.
+  const Kelpa::ClassObject person(factory->createFromString(root, zorbel::String("Class")));
+  const Kelpa::ClassObject age(factory->createFromString(root, zorbel::String("zorbel.Property")));
+  Kelpa::setOrAdd(person, "name", zorbel::String("Person"));
+  Kelpa::setOrAdd(person, "isAbstract", zorbel::Boolean(true));
+  Kelpa::setOrAdd(age, "name", zorbel::String("age"));
+  Kelpa::setOrAdd(age, "aggregation", factory->createFromString(root, zorbel::String("AggregationKind"),
+                                                                zorbel::String("shared")));
+  Kelpa::setOrAdd(age, "type", factory->createFromString(root, zorbel::String("PrimitiveType")));
+  describe(person);
+  describe(age);
+
+  // A change by name is what the typed accessor sees.
+  Kelpa::setOrAdd(age, "name", zorbel::String("yearsOfAge"));
+  const zorbel::Property typed(age);
+  std::cout << "typed getName after a change by name: " << typed->getName(root).c_str() << "\n";
+  model->destroyModel();
+}
+
 }  // namespace
 
 int main() {
@@ -164,5 +219,6 @@ int main() {
   classModel();
   values();
   enumerations();
+  genericWalk();
   return 0;
 }

@@ -1,10 +1,13 @@
 #pragma once
-// Everything a client of the metamodel may use: the kernel's model and handles, the
-// value types, the enumerations and the element handles with their interfaces.
+// Everything a client of the metamodel may use: the kernel's model, handles and
+// reflection, the value types, the enumerations, the element handles with their
+// interfaces, and the meta package.
+#include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
 
 #include <Kelpa/Dispatch.h>
 #include <zorbel/Initialize.h>
+#include <zorbel/MetaPackage.h>
 
 #include <zorbel/Boolean.h>
 #include <zorbel/Integer.h>
