@@ -130,6 +130,32 @@ void removeIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const O
   (only ? m.getOnlyMultiValued : m.getMultiValued)(object, d, p.getIndex()).remove(value);
 }
 
+// The first value of a multi-valued property (null if none), or the single value.
+Object getOneIn(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
+  if (!p.isMultiValued()) return getIn(object, d, p);
+  const IntrospectiveMethods& m = recordOf(p);
+  Sequence<Object> s = m.getOnlyMultiValued(const_cast<ClassObjectIntf*>(object), d, p.getIndex());
+  return s.isNull() || s.empty() ? Object() : s.front();
+}
+
+// Elements are the same by identity, values by type and text.
+bool sameValue(const Object& a, const Object& b) {
+  if (a.isNull() || b.isNull()) return a.isNull() == b.isNull();
+  const auto* ea = detail::castTo<const ClassObjectIntf>(a.get());
+  const auto* eb = detail::castTo<const ClassObjectIntf>(b.get());
+  if (ea || eb) return ea == eb;
+  return a->getRuvoName(false) == b->getRuvoName(false) &&
+         a->toString(a.getDeviant()).ustr() == b->toString(b.getDeviant()).ustr();
+}
+
+// One occurrence of value taken out: from a sequence, or a single value equal to it.
+void removeOneIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
+                 bool only) {
+  if (p.isMultiValued()) return removeIn(object, d, p, value, only);
+  requireWritable(object, p);
+  if (sameValue(getIn(object, d, p), value)) removeIn(object, d, p, only);
+}
+
 }  // namespace
 
 namespace reflect {
@@ -223,6 +249,33 @@ void remove(const ImmutableClassObject& o, const ImmutableProperty& p, const Obj
 }
 void removeOnly(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
   reflect::remove(target(o), o.getDeviant(), given(p), value, true);
+}
+Object getOne(const ImmutableClassObject& o, std::string_view name) {
+  return getOneIn(target(o), o.getDeviant(), named(o, name));
+}
+Object getOne(const ImmutableClassObject& o, const ImmutableProperty& p) {
+  requireMember(target(o), given(p));
+  return getOneIn(target(o), o.getDeviant(), given(p));
+}
+void removeOnly(const ImmutableClassObject& o, std::string_view name) {
+  removeIn(target(o), o.getDeviant(), named(o, name), true);
+}
+void removeOnly(const ImmutableClassObject& o, const ImmutableProperty& p) {
+  reflect::remove(target(o), o.getDeviant(), given(p), true);
+}
+void removeOne(const ImmutableClassObject& o, std::string_view name, const Object& value) {
+  removeOneIn(target(o), o.getDeviant(), named(o, name), value, false);
+}
+void removeOne(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
+  requireMember(target(o), given(p));
+  removeOneIn(target(o), o.getDeviant(), given(p), value, false);
+}
+void removeOneOnly(const ImmutableClassObject& o, std::string_view name, const Object& value) {
+  removeOneIn(target(o), o.getDeviant(), named(o, name), value, true);
+}
+void removeOneOnly(const ImmutableClassObject& o, const ImmutableProperty& p, const Object& value) {
+  requireMember(target(o), given(p));
+  removeOneIn(target(o), o.getDeviant(), given(p), value, true);
 }
 void remove(const ImmutableClassObject& o, std::string_view name) {
   removeIn(target(o), o.getDeviant(), named(o, name), false);

@@ -134,6 +134,41 @@ TEST_F(Reflection, MultiValuedPropertiesGiveASequenceThatWritesThrough) {
   EXPECT_EQ(c->getAnnotatedElements(root).size(), 1);
 }
 
+TEST_F(Reflection, OneValueAtATime) {
+  const zorbel::Comment c = zorbel::Comment::create(model);
+  const zorbel::Class a = zorbel::Class::create(model);
+  const zorbel::Class b = zorbel::Class::create(model);
+  EXPECT_TRUE(Kelpa::getOne(c, "annotatedElement").isNull());
+  Kelpa::setOrAdd(c, "annotatedElement", Object(a.objectPtr(), root));
+  Kelpa::setOrAdd(c, "annotatedElement", Object(b.objectPtr(), root));
+  EXPECT_EQ(identity(Kelpa::getOne(c, "annotatedElement")), identity(a));
+  Kelpa::removeOne(c, "annotatedElement", Object(a.objectPtr(), root));
+  EXPECT_EQ(identity(Kelpa::getOne(c, "annotatedElement")), identity(b));
+
+  // A single value goes only when it is the one named.
+  c->setBody(root, String("kept"));
+  Kelpa::removeOne(c, "body", String("other"));
+  EXPECT_TRUE(c->hasBody(root));
+  EXPECT_EQ(String(Kelpa::getOne(c, "body")), String("kept"));
+  // A string has no Only form.
+  EXPECT_EQ(failureAt([&] { Kelpa::removeOneOnly(c, "body", String("kept")); }),
+            "Assertion failed: zorbel.Comment::removeOnlySingleValued on illegal property with id 1" +
+                at("Comment"));
+  Kelpa::removeOne(c, "body", String("kept"));
+  EXPECT_FALSE(c->hasBody(root));
+
+  const zorbel::Property p = zorbel::Property::create(model);
+  p->setType(root, a);
+  const Kelpa::ImmutableProperty type(p->getMetaClass()->findProperty("type"), p->getMetaClass().getDeviant());
+  Kelpa::removeOne(p, type, Object(b.objectPtr(), root));
+  EXPECT_FALSE(p->getType(root).isNull());
+  Kelpa::removeOnly(p, type);
+  EXPECT_TRUE(p->getType(root).isNull());
+  EXPECT_EQ(failureAt([&] { Kelpa::getOne(c, type); }),
+            "Assertion failed: property zorbel.TypedElement.type is no property of zorbel.Comment at "
+            "kelpa/kernel/meta/Reflection:");
+}
+
 TEST_F(Reflection, ByNameFailuresNameClassAndPropertyAndChangeNothing) {
   const zorbel::Comment c = zorbel::Comment::create(model);
   c->setBody(root, String("kept"));

@@ -428,5 +428,19 @@ void removeOnly(const ImmutableClassObject& object, const ImmutableProperty& pro
                 const Object& value);
 void remove(const ImmutableClassObject& object, std::string_view name, const Object& value);
 void removeOnly(const ImmutableClassObject& object, std::string_view name, const Object& value);
+// The single value, or the first value of a sequence (null if it is empty).
+Object getOne(const ImmutableClassObject& object, std::string_view name);
+Object getOne(const ImmutableClassObject& object, const ImmutableProperty& property);
+// The plain and the Only form of removing a single value.
+void removeOnly(const ImmutableClassObject& object, std::string_view name);
+void removeOnly(const ImmutableClassObject& object, const ImmutableProperty& property);
+// One occurrence of value taken out: of a sequence, or a single value that is the same
+// (elements by identity, values by type and text).
+void removeOne(const ImmutableClassObject& object, std::string_view name, const Object& value);
+void removeOne(const ImmutableClassObject& object, const ImmutableProperty& property,
+               const Object& value);
+void removeOneOnly(const ImmutableClassObject& object, std::string_view name, const Object& value);
+void removeOneOnly(const ImmutableClassObject& object, const ImmutableProperty& property,
+                   const Object& value);
 
 }  // namespace Kelpa
