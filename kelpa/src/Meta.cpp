@@ -150,12 +150,20 @@ void PackageIntf::setOwningPackage(PackageIntf* owner) {
   if (owner) owner->fNested.push_back(this);
 }
 
+namespace {
+// The registry forgets a package and every package nested in it.
+void forget(Registry& r, const PackageIntf* package) {
+  std::erase(r.packages, package);
+  for (const PackageIntf* nested : package->getNestedPackages()) forget(r, nested);
+}
+}  // namespace
+
 void PackageIntf::destroy(Deviant d) {
+  Registry& r = registry();
+  forget(r, this);
   if (fOwner) {
     std::erase(fOwner->fNested, this);
   } else {
-    Registry& r = registry();
-    std::erase(r.packages, this);
     Sequence<ClassObject> top = r.model->getTopPackages(d.isNull() ? r.model.getDeviant() : d);
     top.remove(ClassObject(this, r.model.getDeviant()));
   }

@@ -51,6 +51,30 @@ TEST_F(KelpaMeta, RegistryDescribesClassesWithOwnAndInheritedProperties) {
   EXPECT_TRUE(note->conformsTo(note->getSuperClasses()[0]));
 }
 
+TEST(KelpaMetaPackages, NestedPackagesGoWithTheirOwner) {
+  const Kelpa::DomainRegistry& registry = Kelpa::DomainRegistry::instance();
+  const Kelpa::Factory factory = registry.getMetaRegistryFactory();
+  const Deviant d = factory.getDeviant();
+  Kelpa::NSInterface::PackageIntf* outer = factory->createPackage(d);
+  outer->setName("test.outer");
+  Kelpa::NSInterface::PackageIntf* inner = factory->createPackage(d);
+  inner->setName("test.inner");
+  inner->setOwningPackage(outer);
+  Kelpa::NSInterface::PackageIntf* innermost = factory->createPackage(d);
+  innermost->setName("test.innermost");
+  innermost->setOwningPackage(inner);
+  EXPECT_EQ(outer->getNestedPackages().size(), 1u);
+  EXPECT_EQ(registry.findPackage("test.innermost").get(), innermost);
+
+  inner->setOwningPackage(nullptr);  // taken out, and back in
+  EXPECT_TRUE(outer->getNestedPackages().empty());
+  inner->setOwningPackage(outer);
+  outer->destroy(d);
+  EXPECT_TRUE(registry.findPackage("test.outer").isNull());
+  EXPECT_TRUE(registry.findPackage("test.inner").isNull());
+  EXPECT_TRUE(registry.findPackage("test.innermost").isNull());
+}
+
 TEST_F(KelpaMeta, MetaTypesAreRegisteredByNameAndTakenBack) {
   const auto type = Kelpa::DomainRegistry::instance().findType("test.Integer");
   const Kelpa::ImmutableDataType dataType(static_cast<const Kelpa::ImmutableObject&>(type));
