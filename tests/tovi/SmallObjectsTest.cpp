@@ -1,5 +1,6 @@
 // The small-object pools: slot sizes, reuse, block growth, the free-byte count, and
 // slots that outlive or cross their thread.
+#include <Tovi/Any.h>
 #include <Tovi/SmallObjects.h>
 #include <gtest/gtest.h>
 
@@ -7,6 +8,7 @@
 #include <cstring>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -92,6 +94,26 @@ TEST(SmallObjects, LargeAndSmallRequestsRoundTripOnAnyThread) {
   values[2] = 1.5;
   EXPECT_EQ(values[2], 1.5);
   alloc.deallocate(values, 3);
+}
+
+}  // namespace
+
+namespace {
+
+// A value that needs a stricter alignment than a pool slot gives is held elsewhere.
+struct alignas(32) Wide {
+  double lanes[4];
+};
+
+TEST(SmallObjects, AnyHoldsStrictlyAlignedValuesAligned) {
+  std::vector<Tovi::any> held;
+  for (int i = 0; i < 8; ++i) held.emplace_back(Wide{{1.0 * i, 2, 3, 4}});
+  for (int i = 0; i < 8; ++i) {
+    const Wide* w = Tovi::any_cast<Wide>(&std::as_const(held[static_cast<std::size_t>(i)]));
+    ASSERT_NE(w, nullptr);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(w) % 32, 0u);
+    EXPECT_EQ(w->lanes[0], 1.0 * i);
+  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -44,9 +45,21 @@ class any {
     const char* typeName() const override { return typeid(T).name(); }
     int pointerLevel() const override { return detail::PointerLevel<T>::value; }
     placeholder* clone() const override { return new holder(held); }
-    // Held values are many and small: they come from the small-object pools.
-    static void* operator new(std::size_t n) { return detail::allocateSmall(n); }
-    static void operator delete(void* p, std::size_t n) noexcept { detail::deallocateSmall(p, n); }
+    // Held values are many and small: they come from the small-object pools, unless they
+    // need a stricter alignment than the pools' slots give.
+    static constexpr bool kPooled = alignof(T) <= detail::SmallObjectPool::kGranule;
+    static void* operator new(std::size_t n) {
+      if constexpr (kPooled)
+        return detail::allocateSmall(n);
+      else
+        return ::operator new(n, std::align_val_t{alignof(holder)});
+    }
+    static void operator delete(void* p, std::size_t n) noexcept {
+      if constexpr (kPooled)
+        detail::deallocateSmall(p, n);
+      else
+        ::operator delete(p, n, std::align_val_t{alignof(holder)});
+    }
 
     T held;
   };

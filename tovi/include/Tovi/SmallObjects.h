@@ -7,7 +7,8 @@
 
 namespace Tovi::detail {
 
-// Fixed-size slots, one free list per size (a multiple of kGranule up to kMaxSize).
+// Fixed-size slots, one free list per size (a multiple of kGranule up to kMaxSize), each
+// aligned to kGranule.
 // Not synchronised: each thread draws from its own pool (see allocateSmall). Blocks are
 // kept until the pool is destroyed; a slot freed goes back to its size's list.
 class SmallObjectPool {
@@ -69,7 +70,10 @@ struct SmallObjectAllocator {
   SmallObjectAllocator() noexcept = default;
   template <class U>
   SmallObjectAllocator(const SmallObjectAllocator<U>&) noexcept {}
-  T* allocate(std::size_t n) { return static_cast<T*>(allocateSmall(n * sizeof(T))); }
+  T* allocate(std::size_t n) {
+    static_assert(alignof(T) <= SmallObjectPool::kGranule, "slots are aligned to kGranule only");
+    return static_cast<T*>(allocateSmall(n * sizeof(T)));
+  }
   void deallocate(T* p, std::size_t n) noexcept { deallocateSmall(p, n * sizeof(T)); }
   template <class U>
   bool operator==(const SmallObjectAllocator<U>&) const noexcept {
