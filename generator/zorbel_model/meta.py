@@ -1,10 +1,10 @@
 """The records that describe the metamodel to the kernel: one descriptor per
 property and the parent list of each metaclass."""
 
-from dataclasses import dataclass
-from typing import Optional, Tuple
+from dataclasses import dataclass, field
+from typing import Dict, List, Optional, Tuple
 
-from . import storage
+from . import creation, hierarchy, naming, storage
 
 UNLIMITED_UPPER = 0xFFFFFFFF  # the all-ones upper bound
 
@@ -57,11 +57,6 @@ def parents(model, cls):
 
 # -- the eight property functions and the records of the package --------------------------
 
-from dataclasses import field  # noqa: E402
-from typing import Dict, List  # noqa: E402
-
-from . import creation, hierarchy, naming  # noqa: E402
-
 FUNCTIONS = ("getSingleValued", "hasSingleValued", "setSingleValued", "setOnlySingleValued",
              "removeSingleValued", "removeOnlySingleValued", "getMultiValued", "getOnlyMultiValued")
 
@@ -76,8 +71,6 @@ class Case:
 class PropertyRecord:
     var: str  # the C++ name of the descriptor
     d: Descriptor
-    type_package: str
-    opposite_package: str
 
 
 @dataclass
@@ -128,11 +121,7 @@ def _cases(model, cls):
 
 
 def class_meta(model, cls):
-    props = []
-    for prop in cls.properties:
-        d = descriptor(prop)
-        opposite_package = model.package if d.has_opposite else None
-        props.append(PropertyRecord(f"k{cls.name}_{prop.name}", d, model.package, opposite_package))
+    props = [PropertyRecord(f"k{cls.name}_{prop.name}", descriptor(prop)) for prop in cls.properties]
     return ClassMeta(
         name=cls.name, interface=cls.name + "Intf", qualified=f"{model.package}.{cls.name}",
         type_id=cls.type_id, abstract=cls.abstract, doc=list(cls.doc),

@@ -51,10 +51,6 @@ class ModelImpl final : public NSInterface::ModelIntf {
   void removeContainerKelpa(Deviant) override {}
   void setContainerKelpa(Deviant, const ClassObject&) override {}
   ClassObject getContainerKelpa(Deviant) const override;
-  void removeOnlyModelKelpa(Deviant) override {}
-  void setOnlyModelKelpa(Deviant, const Model&) override {}
-  void removeOnlyContainerKelpa(Deviant) override {}
-  void setOnlyContainerKelpa(Deviant, const ClassObject&) override {}
   ClassObjectIntf* getReadDeviantI(Deviant, const ClassObjectIntf*) const override;
   ClassObjectIntf* getWriteDeviantI(Deviant, const ClassObjectIntf*) const override;
   using ClassObjectIntf::getReadDeviantI;

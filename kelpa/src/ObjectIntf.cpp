@@ -124,11 +124,13 @@ void ClassObjectIntf::setModelKelpa(Deviant d, const Model& model) {
 Model ClassObjectIntf::getModelKelpa(Deviant d) const {
   return readStateOrRaise(d)->getModelKelpa(d);
 }
+// The kernel's model and container have no other end: the Only forms store as the plain
+// ones do, in the state (which may be the object itself).
 void ClassObjectIntf::removeOnlyModelKelpa(Deviant d) {
-  writeStateOrRaise(d)->removeOnlyModelKelpa(d);
+  writeStateOrRaise(d)->removeModelKelpa(d);
 }
 void ClassObjectIntf::setOnlyModelKelpa(Deviant d, const Model& model) {
-  writeStateOrRaise(d)->setOnlyModelKelpa(d, model);
+  writeStateOrRaise(d)->setModelKelpa(d, model);
 }
 
 bool ClassObjectIntf::hasContainerKelpa(Deviant d) const {
@@ -144,10 +146,10 @@ ClassObject ClassObjectIntf::getContainerKelpa(Deviant d) const {
   return readStateOrRaise(d)->getContainerKelpa(d);
 }
 void ClassObjectIntf::removeOnlyContainerKelpa(Deviant d) {
-  writeStateOrRaise(d)->removeOnlyContainerKelpa(d);
+  writeStateOrRaise(d)->removeContainerKelpa(d);
 }
 void ClassObjectIntf::setOnlyContainerKelpa(Deviant d, const ClassObject& container) {
-  writeStateOrRaise(d)->setOnlyContainerKelpa(d, container);
+  writeStateOrRaise(d)->setContainerKelpa(d, container);
 }
 
 // The external id lives in the sparse map under the state, so that each deviant's

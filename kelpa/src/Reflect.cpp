@@ -58,11 +58,10 @@ void requireWritable(const ClassObjectIntf* object, const PropertyIntf& p) {
 void requireMember(const ClassObjectIntf* object, const PropertyIntf& p) {
   if (__builtin_expect(p.getOwner()->isInstance(object), true)) return;
   const ClassIntf* cls = reflect::metaClassOf(object);
-  if (!cls || !cls->conformsTo(p.getOwner()))
-    raise(kSource, __LINE__,
-          ("property " + describe(p.getOwner(), p.getName()) + " is no property of " +
-           (cls ? cls->getQualifiedName() : std::string("this object")))
-              .c_str());
+  raise(kSource, __LINE__,
+        ("property " + describe(p.getOwner(), p.getName()) + " is no property of " +
+         (cls ? cls->getQualifiedName() : std::string("this object")))
+            .c_str());
 }
 }  // namespace
 

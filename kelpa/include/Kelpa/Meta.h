@@ -129,12 +129,6 @@ class MetaObjectIntf : public ClassObjectIntf {
   void removeContainerKelpa(Deviant) override {}
   void setContainerKelpa(Deviant, const ClassObject&) override {}
   ClassObject getContainerKelpa(Deviant) const override { return ClassObject(); }
-  // A meta object is its own state: the forms that only write this end have nothing more
-  // to do than the plain ones.
-  void removeOnlyModelKelpa(Deviant) override {}
-  void setOnlyModelKelpa(Deviant, const Model&) override {}
-  void removeOnlyContainerKelpa(Deviant) override {}
-  void setOnlyContainerKelpa(Deviant, const ClassObject&) override {}
   ClassObjectIntf* getReadDeviantI(Deviant, const ClassObjectIntf*) const override;
   ClassObjectIntf* getWriteDeviantI(Deviant, const ClassObjectIntf*) const override;
   using ClassObjectIntf::getReadDeviantI;

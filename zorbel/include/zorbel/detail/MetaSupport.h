@@ -118,7 +118,7 @@ inline Kelpa::Object toObject(String&& value) {
 // An Object as a typed value or handle; a handle of an unfitting class is a null handle.
 template <class T>
 T fromObject(const Kelpa::Object& value) {
-  return T(Kelpa::Object(value));
+  return T(value);
 }
 
 // A stored sequence as the generic sequence of the kernel, with the deviant passed in.
