@@ -175,7 +175,7 @@ class TinyMetamodel(unittest.TestCase):
             "bool NoteIntf::hasSubject(Kelpa::Deviant d) const {\n"
             "  return detail::isPresent(getSubject(d));\n}",
             "void NoteIntf::removeOnlySubject(Kelpa::Deviant d) {\n"
-            "  detail::writeState(this, d)->removeSubject(d);\n}",
+            "  Kelpa::detail::referenceRemoveOnly(detail::self(this), d, kNote_subjectEnd);\n}",
             "Boolean ElementIntf::isRoot(Kelpa::Deviant) const {\n"
             "  Kelpa::raiseUnImplemented(Kelpa::Where{\"zorbel/NSHandMaintained/ElementImplHand\"}, __LINE__,\n"
             "                            \"The Element.isRoot operation is not yet implemented!\");\n}",
@@ -192,7 +192,7 @@ class TinyMetamodel(unittest.TestCase):
             "  String fBody;\n  Boolean fIsDraft{true};\n  Kind fKind{Kind::kLoud};\n"
             "  detail::CountedRef<NSInterface::ElementIntf> fSubject;\n  Kelpa::MultiIndexImpl<Note> fNote;\n",
             # three presence bits in the state's base, the container's last
-            "    \"no root deviant passed to NoteImpl::createRootDeviation\",\n    2,\n    &staticGetNoteMeta,\n};",
+            "    \"no root deviant passed to NoteImpl::createRootDeviation\",\n    2,\n    &staticGetNoteMeta,\n    &kNoteEnds,\n};",
             "UnlimitedNatural fSize{UnlimitedNatural::kUnlimited};",
             "\"no root deviant passed to NoteImpl::createRootDeviation\"",
             # creation with the required reference

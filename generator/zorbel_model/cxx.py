@@ -15,7 +15,7 @@ from types import SimpleNamespace
 from dataclasses import dataclass, field
 from typing import List, Optional, Tuple
 
-from . import creation, hierarchy, members, naming, storage
+from . import creation, hierarchy, links, members, naming, storage
 from .model import MetamodelError, where
 
 DEVIANT = "Kelpa::Deviant"
@@ -54,6 +54,20 @@ SHAPES = {
     "identity": (False, True),
     "delegate": (True, True),
     "forward": (True, True),          # the same operation, reached along one base
+    "deviantSequence": (True, False),      # the stored view, resolved on each use
+    "associationSequence": (True, False),  # the stored view that keeps the opposite end
+    "refSet": (True, True),           # the four writers of a stored single-valued reference
+    "refSetOnly": (True, True),
+    "refRemove": (True, False),
+    "refRemoveOnly": (True, False),
+    "containerHas": (True, False),    # the six accessors of an end kept as the container
+    "containerGet": (True, False),
+    "containerSet": (True, True),
+    "containerSetOnly": (True, True),
+    "containerRemove": (True, False),
+    "containerRemoveOnly": (True, False),
+    "union": (True, False),           # a union built from the object's class's contributors
+    "filtered": (True, False),        # a derived subset: a type filter over its superset
 }
 
 
@@ -248,6 +262,9 @@ KERNEL_OPERATIONS = [
     _kernel("Kelpa::String", "toString", [_D], True),
     _kernel("Kelpa::Object", "getEmptyValue", pure=True),
     _kernel("Kelpa::MetaHandle<Kelpa::NSInterface::ClassIntf>", "getMetaClass", const=True),
+    _kernel("const Kelpa::ElementEnds*", "getElementEnds", const=True),
+    _kernel("Kelpa::Sequence<Kelpa::ClassObject>", "getContaineeKelpas", [_D]),
+    _kernel("Kelpa::Sequence<Kelpa::ClassObject>", "getContaineeKelpasWithoutAssociation", [_D], True),
     _kernel("bool", "hasId", const=True, pure=True),
     _kernel("void", "removeId", pure=True),
     _kernel("void", "setId", [("const Kelpa::Integer&", "id")], pure=True),
@@ -342,6 +359,10 @@ class Operation:
     convert_argument: Optional[str] = None
     convert_result: Optional[str] = None
     accessors: SimpleNamespace = None  # the names of the property's accessors, by role
+    link: object = None  # the ends of a link shape (links.SequenceEnd, ReferenceEnd, ContainerEndView, End)
+    element: Optional[str] = None  # the value type of the property
+    constant: Optional[str] = None  # the C++ name of the link's constant
+    define: bool = False  # this operation's body is the first to use the constant
 
     @property
     def name(self):
@@ -374,6 +395,43 @@ def not_yet_message(prop):
     if reason == "container":
         return f"container end {prop.qualified} is not available yet"
     return f"derived property {prop.qualified} is not available yet"
+
+
+CONTAINER_SHAPES = {"has": "containerHas", "get": "containerGet", "set": "containerSet",
+                    "setOnly": "containerSetOnly", "remove": "containerRemove", "removeOnly": "containerRemoveOnly"}
+REFERENCE_SHAPES = {"set": "refSet", "setOnly": "refSetOnly", "remove": "refRemove", "removeOnly": "refRemoveOnly"}
+
+
+def superset_accessor(cls, name):
+    """The WithoutAssociation reader of the property `name` that cls sees."""
+    for c in [cls] + hierarchy.ancestors(cls):
+        found = c.own(name) if c.is_metaclass else None
+        if found is not None:
+            return naming.accessor_name(found, "getAllWithoutAssociation")
+    raise MetamodelError(f"{where(cls.file, cls.name)}: no property {name}")
+
+
+def link_shape(model, cls, acc):
+    """The shape of an accessor of a link (a container end, a union, a derived subset,
+    a stored reference or sequence) with the data its body uses, or None."""
+    prop, role = acc.prop, acc.role
+    end = links.container_end(model, prop)
+    if end is not None:
+        return CONTAINER_SHAPES[role], end
+    if links.is_multi_union(prop):
+        return "union", links.end_of_prop(prop)
+    if prop.qualified in links.FILTERED_SUBSETS:
+        return "filtered", superset_accessor(cls, links.FILTERED_SUBSETS[prop.qualified])
+    if not storage.is_stored(prop):
+        return None
+    if prop.multi:
+        seq = links.sequence_end(model, cls, prop)
+        if role == "getAll" and seq.opposite is not None and prop.type.is_metaclass:
+            return "associationSequence", seq
+        return "deviantSequence", seq
+    if storage.member_kind(prop) == "reference" and role in REFERENCE_SHAPES:
+        return REFERENCE_SHAPES[role], links.reference_end(prop)
+    return None
 
 
 def generated_shape(model, acc):
@@ -426,6 +484,7 @@ def own_operations(model, cls):
     the level pair last."""
     ops = []
     documented = set()
+    defined = set()  # the constants of the link shapes, each defined before its first use
     for member in members.declared_members(model, cls):
         if member.kind == "deviantPair":
             continue
@@ -443,7 +502,15 @@ def own_operations(model, cls):
         else:
             prop = member.prop
             acc = find_accessor(model, prop, member.name)
-            if member.body.kind == "generated":
+            linked = link_shape(model, cls, acc) if member.body.kind == "generated" else None
+            if linked is not None:
+                op = Operation(sig, linked[0], link=linked[1], element=value_type(prop.type),
+                               constant=f"k{cls.name}_{prop.name}End", path=f"zorbel/NSImplementation/{cls.name}Impl")
+                if linked[0] in ("refSet", "refSetOnly", "refRemove", "refRemoveOnly", "containerHas", "containerGet",
+                                 "containerSet", "containerSetOnly", "containerRemove", "containerRemoveOnly"):
+                    op.define = op.constant not in defined
+                    defined.add(op.constant)
+            elif member.body.kind == "generated":
                 shape, target = generated_shape(model, acc)
                 op = Operation(sig, shape, target=target)
                 if shape == "notYet":
@@ -595,6 +662,7 @@ class ClassView:
     impl_levels: List[Level] = field(default_factory=list)
     create_overload: Optional[CreateOverload] = None
     factory: Optional["FactoryView"] = None
+    links: Optional[object] = None  # links.ClassLinks of a class with state
 
 
 @dataclass
@@ -744,6 +812,7 @@ def class_view(model, cls):
         (view.state_members, view.state_overrides, view.presence_count,
          view.container_bit) = state_view(model, cls)
         view.impl_levels = impl_levels(cls)
+        view.links = links.class_links(model, cls)
     return view
 
 
@@ -834,6 +903,13 @@ class SweepCheck:
     sample: Optional[str] = None
     first: Optional[str] = None  # a partner, or the first value of a sequence
     second: Optional[str] = None
+    composite: bool = False  # a contained value: it leaves the model's root objects when set
+
+    @property
+    def counted_step(self):
+        """How the partner's count moves when it is set: our state's count, less the root
+        objects' for a value that the element contains."""
+        return 0 if self.composite else 1
 
     @property
     def present_after_remove(self):
@@ -886,7 +962,7 @@ def sweep_checks(model, cls):
             first = new_partner(prop.type)
             if first is None:
                 raise MetamodelError(f"{where(cls.file, cls.name, prop.name)}: a reference of a type that no class makes")
-            checks.append(SweepCheck("reference", prop.qualified, t, names, first=first))
+            checks.append(SweepCheck("reference", prop.qualified, t, names, first=first, composite=prop.composite))
         else:
             presence = ("optional" if member.bit is not None
                         else "requiredRemoved" if prop.type.is_enumeration else "required")

@@ -142,10 +142,15 @@ const TypeRef kNoParents[] = {{nullptr, 0}};
 const TypeRef kFactoryObjectParents[] = {{&getKelpaPackageIntrospectiveMethods, kClassObject},
                                          {nullptr, 0}};
 
-IntrospectiveMethods gClassObjectMethods{
+}  // namespace
+
+IntrospectiveMethods NSInterface::ClassObjectIntf::sIntrospectiveMethods{
     &getSingle,        &hasSingle,        &setSingle, &setOnlySingle,
     &removeSingle,     &removeOnlySingle, &getMulti,  &getOnlyMulti,
     gClassObjectTable, kNoParents,        nullptr,    &sPackageIntrospectiveMethods};
+
+namespace {
+IntrospectiveMethods& gClassObjectMethods = NSInterface::ClassObjectIntf::sIntrospectiveMethods;
 MetaPropertyDescription* gEmptyTable[] = {nullptr};
 IntrospectiveMethods gFactoryObjectMethods{&getSingle,    &hasSingle,
                                            &setSingle,    &setOnlySingle,

@@ -189,6 +189,7 @@ Generic::IteratorIntf* MultiIndexImplForRefs::generic_insert(const Deviant&,
 Generic::IteratorIntf* MultiIndexImplForRefs::generic_erase(const Deviant&,
                                                             Generic::IteratorIntf* position) {
   Position pos = positionOf(position);
+  if (!fContainer || pos == fContainer->end()) return new RefIterator(pos);
   Key k = *pos;
   Position next = fContainer->erase(pos);
   k->decRef();
@@ -258,6 +259,10 @@ int MultiIndexImplForRefs::generic_indexOf(const Object& value) const {
   return static_cast<int>(fContainer->project<0>(it) - fContainer->begin());
 }
 
+bool MultiIndexImplForRefs::generic_accepts(const Object& value) const {
+  return fTraits->tryCast(value.get()) != nullptr;
+}
+
 bool MultiIndexImplForRefs::specialized_equal(const Deviant&, const SequenceIntf* other,
                                               const Deviant&, bool& handled) const {
   const auto* o = dynamic_cast<const MultiIndexImplForRefs*>(other);
@@ -275,7 +280,9 @@ bool MultiIndexImplForRefs::specialized_equal(const Deviant&, const SequenceIntf
 void MultiIndexImplForRefs::specialized_assign(const Deviant&, const SequenceIntf* other,
                                                const Deviant&, bool& handled) {
   const auto* o = dynamic_cast<const MultiIndexImplForRefs*>(other);
-  if (!o) {
+  // Only a sequence of the same element type is copied as it stands; any other goes
+  // element by element through the typed cast.
+  if (!o || o->fTraits != fTraits) {
     handled = false;
     return;
   }

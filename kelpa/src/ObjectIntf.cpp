@@ -1,3 +1,4 @@
+#include <Kelpa/Containment.h>
 #include <Kelpa/ElementBase.h>
 #include <Kelpa/ObjectIntf.h>
 
@@ -136,20 +137,45 @@ void ClassObjectIntf::setOnlyModelKelpa(Deviant d, const Model& model) {
 bool ClassObjectIntf::hasContainerKelpa(Deviant d) const {
   return readStateOrRaise(d)->hasContainerKelpa(d);
 }
+// An element is listed by its container: the plain forms take it out of the old
+// container's composite and put it into one of the new container's; the Only forms
+// leave the lists to their caller. Both keep the model's root objects.
 void ClassObjectIntf::removeContainerKelpa(Deviant d) {
-  writeStateOrRaise(d)->removeContainerKelpa(d);
+  detail::detachFromContainer(this, d);
+  detail::storeContainer(this, d, nullptr);
 }
 void ClassObjectIntf::setContainerKelpa(Deviant d, const ClassObject& container) {
-  writeStateOrRaise(d)->setContainerKelpa(d, container);
+  ClassObjectIntf* c = container.get();
+  if (!c || !c->deviant_isValid(container.getDeviant())) return removeContainerKelpa(d);
+  detail::refuseCrossModel(d, container.getDeviant(), "kelpa/kernel/ClassObject", __LINE__);
+  if (readStateOrRaise(d)->getContainerKelpa(d).get() == c) return;
+  if (!c->getElementEnds()) return setOnlyContainerKelpa(d, container);
+  Sequence<ClassObject> list = c->getContaineeKelpasWithoutAssociation(d);
+  const ClassObject self(this, d);
+  // The new container must take the element before anything changes.
+  if (!list.get()->generic_accepts(self)) list.push_back(self);
+  setOnlyContainerKelpa(d, container);
+  list.push_back(self);
 }
 ClassObject ClassObjectIntf::getContainerKelpa(Deviant d) const {
   return readStateOrRaise(d)->getContainerKelpa(d);
 }
 void ClassObjectIntf::removeOnlyContainerKelpa(Deviant d) {
-  writeStateOrRaise(d)->removeContainerKelpa(d);
+  detail::storeContainer(this, d, nullptr);
 }
 void ClassObjectIntf::setOnlyContainerKelpa(Deviant d, const ClassObject& container) {
-  writeStateOrRaise(d)->setContainerKelpa(d, container);
+  ClassObjectIntf* c = container.get();
+  if (c && !c->deviant_isValid(container.getDeviant())) c = nullptr;
+  if (readStateOrRaise(d)->getContainerKelpa(d).get() == c) return;
+  detail::detachFromContainer(this, d);
+  detail::storeContainer(this, d, c);
+}
+
+Sequence<ClassObject> ClassObjectIntf::getContaineeKelpas(Deviant d) {
+  return Sequence<ClassObject>(getAppliedStereotypeInstances(d).get(), d);
+}
+Sequence<ClassObject> ClassObjectIntf::getContaineeKelpasWithoutAssociation(Deviant d) const {
+  return Sequence<ClassObject>(getAppliedStereotypeInstancesWithoutAssociation(d).get(), d);
 }
 
 // The external id lives in the sparse map under the state, so that each deviant's

@@ -30,6 +30,10 @@ void IteratorIntf::decRef() {
   if (--fRefCount <= 0) delete this;
 }
 
+bool SequenceIntf::generic_accepts(const Object& value) const {
+  return !value.isNull();
+}
+
 bool SequenceIntf::specialized_equal(const Deviant&, const SequenceIntf*, const Deviant&,
                                      bool& handled) const {
   handled = false;

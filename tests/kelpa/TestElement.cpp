@@ -90,6 +90,7 @@ const Kelpa::ElementOps kNoteOps{
     "no root deviant passed to NoteImpl::createRootDeviation",
     0,
     nullptr,
+    nullptr,
 };
 
 Note Note::create(const Kelpa::Model& model) {

@@ -10,6 +10,8 @@
 
 namespace Kelpa {
 
+struct IntrospectiveMethods;
+
 namespace NSInterface {
 class ObjectIntf;
 class ClassObjectIntf;
@@ -66,6 +68,16 @@ class Deviant {
   void addObjectToModel(ClassObjectIntf* object);
   void markObjectCreated(const ClassObjectIntf* object);
   void removeObjectFromModel(ClassObjectIntf* object);
+
+  // References across models. A bi-directional end refuses a partner for which
+  // isInDifferentModel is true; a one-way end records the partner's deviant in this
+  // deviant's books when it takes it, and takes it out when it lets it go.
+  bool isInDifferentModel(Deviant partner, const IntrospectiveMethods* record,
+                          unsigned int index) const;
+  void setOrAddReferred(Deviant partner, const IntrospectiveMethods* record, unsigned int index);
+  void removeReferred(Deviant partner, const IntrospectiveMethods* record, unsigned int index);
+  // The references recorded from this deviant into the model of other.
+  std::size_t numberOfReferencesInto(Deviant other) const;
 
   // Raises "deviant is not writable" for a deviant made read-only; silent otherwise.
   void internal_assertWritable(const ObjectIntf* object) const;

@@ -15,6 +15,8 @@
 
 namespace Kelpa {
 
+struct ElementEnds;
+
 // What the shared code needs to know of one concrete metaclass.
 struct ElementOps {
   // The class's own interface, the stateTag of its states.
@@ -31,6 +33,8 @@ struct ElementOps {
   unsigned containerBit;          // the presence bit of the kernel's container in a state
   // The slot of the class's metaclass in the meta-registry (null: found by type name).
   NSInterface::ClassIntf** (*metaclass)();
+  // The class's composites and ends, for containment and destruction.
+  const ElementEnds* ends;
 };
 
 class DeviationsCore {

@@ -10,6 +10,7 @@
 // and add only their accessors, members and per-level resolvers.
 #include <cstdint>
 
+#include <Kelpa/Containment.h>
 #include <Kelpa/Deviations.h>
 #include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
@@ -78,6 +79,29 @@ class ElementIdentity : public Intf {
   MetaHandle<NSInterface::ClassIntf> getMetaClass() const override {
     if (!Ops.metaclass) return Intf::getMetaClass();
     return metaClassHandle(*Ops.metaclass());
+  }
+  const ElementEnds* getElementEnds() const override { return Ops.ends; }
+  Sequence<ClassObject> getContaineeKelpas(Deviant d) override {
+    Sequence<Object> s =
+        detail::containeeSequence(primary_cast<NSInterface::ClassObjectIntf>(this), d, true);
+    return Sequence<ClassObject>(s.get(), d);
+  }
+  Sequence<ClassObject> getContaineeKelpasWithoutAssociation(Deviant d) const override {
+    Sequence<Object> s = detail::containeeSequence(
+        const_cast<NSInterface::ClassObjectIntf*>(primary_cast<const NSInterface::ClassObjectIntf>(this)),
+        d, false);
+    return Sequence<ClassObject>(s.get(), d);
+  }
+  void destroy(Deviant d) override {
+    detail::destroyElement(primary_cast<NSInterface::ClassObjectIntf>(this), d);
+  }
+  void destroyLinks(Deviant d) override {
+    detail::destroyLinks(primary_cast<NSInterface::ClassObjectIntf>(this), d,
+                         Ops.ends ? *Ops.ends : detail::kNoEnds);
+  }
+  void destroyObject(Deviant d, bool detach) override {
+    detail::destroyObject(primary_cast<NSInterface::ClassObjectIntf>(this), d, detach,
+                          Ops.ends ? *Ops.ends : detail::kNoEnds);
   }
 
   // Identities come from the small-object pools; the final class's size is the slot.

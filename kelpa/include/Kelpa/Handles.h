@@ -24,8 +24,9 @@ namespace detail {
 class HandleBase {
  public:
   HandleBase() noexcept = default;
+  // A null pointer makes the null handle, with the null deviant.
   HandleBase(const NSInterface::ObjectIntf* p, Deviant d) noexcept
-      : fPtr(const_cast<NSInterface::ObjectIntf*>(p)), fDeviant(d) {
+      : fPtr(const_cast<NSInterface::ObjectIntf*>(p)), fDeviant(p ? d : Deviant()) {
     if (fPtr) fPtr->incRef();
   }
   HandleBase(const HandleBase& other) noexcept : fPtr(other.fPtr), fDeviant(other.fDeviant) {

@@ -18,6 +18,8 @@ struct RefContainer;
 struct RefTraits {
   NSInterface::ClassObjectIntf* (*cast)(const NSInterface::ObjectIntf*);
   const char* typeName;
+  // The object as the sequence's element, or null: the cast without raising.
+  NSInterface::ClassObjectIntf* (*tryCast)(const NSInterface::ObjectIntf*);
 };
 
 class MultiIndexImplForRefs : public Generic::SequenceIntf {
@@ -50,6 +52,7 @@ class MultiIndexImplForRefs : public Generic::SequenceIntf {
   void generic_replace(const Deviant& d, int index, const Object& value) override;
   bool generic_contains(const Object& value) const override;
   int generic_indexOf(const Object& value) const override;
+  bool generic_accepts(const Object& value) const override;
   bool specialized_equal(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant,
                          bool& handled) const override;
   void specialized_assign(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant,
@@ -84,18 +87,23 @@ namespace MultiIndexImplForRefsHelper {
 
 // The object as a T, keyed as its ClassObjectIntf; anything else is refused.
 template <class T>
-NSInterface::ClassObjectIntf* cast(const NSInterface::ObjectIntf* object) {
+NSInterface::ClassObjectIntf* tryCast(const NSInterface::ObjectIntf* object) {
   ReferenceCountingIntf* asT =
       object ? object->cast(CooperativeVisitor::internal::classInfoOf<typename T::Intf>())
              : nullptr;
-  NSInterface::ClassObjectIntf* key =
-      asT ? detail::castTo<NSInterface::ClassObjectIntf>(asT) : nullptr;
+  return asT ? detail::castTo<NSInterface::ClassObjectIntf>(asT) : nullptr;
+}
+
+template <class T>
+NSInterface::ClassObjectIntf* cast(const NSInterface::ObjectIntf* object) {
+  NSInterface::ClassObjectIntf* key = tryCast<T>(object);
   if (!key) raiseNullObject(T::sequenceTypeName());
   return key;
 }
 
 template <class T>
-inline constexpr MultiIndexImplInternal::RefTraits traits{&cast<T>, T::sequenceTypeName()};
+inline constexpr MultiIndexImplInternal::RefTraits traits{&cast<T>, T::sequenceTypeName(),
+                                                          &tryCast<T>};
 
 }  // namespace MultiIndexImplForRefsHelper
 

@@ -26,6 +26,8 @@ template <class T>
 class Sequence;
 template <class Intf>
 class MetaHandle;
+struct IntrospectiveMethods;
+struct ElementEnds;
 
 namespace NSInterface {
 
@@ -67,6 +69,18 @@ class ClassObjectIntf : public ObjectIntf {
   // The element's metaclass in the meta-registry; a null handle for an object whose
   // class the registry does not know.
   virtual MetaHandle<ClassIntf> getMetaClass() const;
+
+  // The kernel's record of the class: stereotype instances (1), external id (2),
+  // container (3), model (4), tool infos (5).
+  static IntrospectiveMethods sIntrospectiveMethods;
+
+  // The composites and ends of the element's class, for containment and destruction;
+  // null for an object that has none.
+  virtual const ElementEnds* getElementEnds() const { return nullptr; }
+
+  // What the element contains: its stereotype instances, then its owned elements.
+  virtual Sequence<ClassObject> getContaineeKelpas(Deviant d);
+  virtual Sequence<ClassObject> getContaineeKelpasWithoutAssociation(Deviant d) const;
 
   // The object id of the element in its model.
   virtual bool hasId() const = 0;

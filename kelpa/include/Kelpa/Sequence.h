@@ -56,6 +56,8 @@ class SequenceIntf : public ReferenceCountingIntf {
   virtual bool generic_contains(const Object& value) const = 0;
   // Position of value, or -1.
   virtual int generic_indexOf(const Object& value) const = 0;
+  // Whether an insertion of value would be taken (its type fits), without raising.
+  virtual bool generic_accepts(const Object& value) const;
   // Fast forms for two sequences of the same class; handled = false hands over to
   // the generic element-by-element forms.
   virtual bool specialized_equal(const Deviant& d, const SequenceIntf* other,

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include <Kelpa/ElementBase.h>
+#include <Kelpa/GenericSequences.h>
 #include <Kelpa/MultiIndexImpl.h>
 #include <Kelpa/MultiIndexPrimitives.h>
 #include <Kelpa/Visitor.h>
@@ -127,6 +128,23 @@ void setReference(Intf* self, Deviant d, const H& value, bool (Intf::*has)(Devia
   }
   if ((self->*has)(d) && (self->*get)(d).get() == value.get()) return;
   (self->*setOnly)(d, value);
+}
+
+// The element behind an interface pointer, as the kernel keys it: the ClassObjectIntf of
+// its first-base chain, whichever base the pointer came through.
+template <class Intf>
+Kelpa::NSInterface::ClassObjectIntf* self(const Intf* p) {
+  return Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(
+      Kelpa::primary_cast<Kelpa::ReferenceCountingIntf>(p));
+}
+
+// A derived subset: the elements of the superset's view that are Ts.
+template <class T, class From>
+Kelpa::Sequence<T> filteredAs(const Kelpa::ImmutableSequence<From>& superset, Deviant d) {
+  return Kelpa::Sequence<T>(new Kelpa::filtered_sequence_internal::GenericFilteredSequence(
+                                Kelpa::Sequence<Kelpa::Object>(superset.get(), d), d,
+                                &Kelpa::detail::isA<typename T::Intf>),
+                            d);
 }
 
 // A handle of the object that h holds, as another handle class.

@@ -1,0 +1,665 @@
+#include <Kelpa/GenericSequences.h>
+
+#include <Kelpa/Asserter.h>
+#include <Kelpa/Containment.h>
+#include <Kelpa/ElementBase.h>
+#include <Kelpa/MultiIndexImpl.h>
+#include <Tovi/SmallObjects.h>
+
+namespace Kelpa {
+
+namespace {
+constexpr Where kViewSource{"kelpa/kernel/containers/sequence/GenericSequence"};
+constexpr Where kCombinedSource{"kelpa/kernel/containers/sequence/GenericCombinedSequence"};
+
+[[noreturn, gnu::cold]] void fail(Where where, int line, const char* message) {
+  Asserter::Make<Exception>(false, "%s", message).handle(where.path, line, "");
+  __builtin_unreachable();
+}
+
+// An iterator of an IndexedView: a position in it, holding a count on the view.
+class PositionIterator final : public Generic::IteratorIntf {
+ public:
+  PositionIterator(const Generic::SequenceIntf* view, int position)
+      : fView(const_cast<Generic::SequenceIntf*>(view)), fPosition(position) {
+    fView->incRef();
+  }
+  ~PositionIterator() override { fView->decRef(); }
+  Object generic_get(const Deviant& d) const override { return fView->generic_at(fPosition, d); }
+  void generic_next() override { ++fPosition; }
+  bool generic_equal(const IteratorIntf* other) const override {
+    const auto* o = dynamic_cast<const PositionIterator*>(other);
+    return o && o->fView == fView && o->fPosition == fPosition;
+  }
+  int position() const noexcept { return fPosition; }
+  const Generic::SequenceIntf* view() const noexcept { return fView; }
+
+ private:
+  Generic::SequenceIntf* fView;
+  int fPosition;
+};
+
+int positionIn(const Generic::SequenceIntf* view, Generic::IteratorIntf* it) {
+  const auto* p = dynamic_cast<const PositionIterator*>(it);
+  if (!p || p->view() != view) fail(kViewSource, __LINE__, "iterator of another sequence");
+  return p->position();
+}
+
+// A view of a stored sequence of an object: what its handle would show, without a count.
+Generic::SequenceIntf* storedSequence(const IntrospectiveMethods* record,
+                                      NSInterface::ClassObjectIntf* state, Deviant d,
+                                      unsigned int index) {
+  Sequence<Object> s = record->getMultiValued(state, d, index);
+  if (s.isNull()) detail::raiseNullSequence();
+  return s.get();  // embedded in the state: the handle's count was none
+}
+}  // namespace
+
+// ---------------------------------------------------------------- CountedSequence
+
+namespace Generic {
+
+void CountedSequence::decRef() {
+  if (--fRefCount <= 0) delete this;
+}
+
+void* CountedSequence::operator new(std::size_t n) {
+  return Tovi::detail::allocateSmall(n);
+}
+void CountedSequence::operator delete(void* p, std::size_t n) noexcept {
+  Tovi::detail::deallocateSmall(p, n);
+}
+
+// ---------------------------------------------------------------- IndexedView
+
+void IndexedView::failIndex(int index) const {
+  fail(kViewSource, __LINE__,
+       index < 0 ? "sequence index must be positive" : "sequence index out of bounds");
+}
+
+void IndexedView::checkIndex(int index, int limit) const {
+  if (index < 0 || index >= limit) failIndex(index);
+}
+
+Object IndexedView::generic_front(const Deviant& d) const {
+  if (generic_empty()) fail(kViewSource, __LINE__, "sequence is empty");
+  return generic_at(0, d);
+}
+
+Object IndexedView::generic_back(const Deviant& d) const {
+  const int n = generic_size();
+  if (n == 0) fail(kViewSource, __LINE__, "sequence is empty");
+  return generic_at(n - 1, d);
+}
+
+IteratorIntf* IndexedView::generic_end(const Deviant&) const {
+  return new PositionIterator(this, generic_size());
+}
+
+IteratorIntf* IndexedView::generic_begin(const Deviant&) const {
+  return new PositionIterator(this, 0);
+}
+
+IteratorIntf* IndexedView::generic_insert(const Deviant& d, IteratorIntf* before,
+                                          const Object& value) {
+  const int at = positionIn(this, before);
+  generic_insert(d, at, value);
+  const int found = generic_indexOf(value);
+  return new PositionIterator(this, found < 0 ? at : found);
+}
+
+IteratorIntf* IndexedView::generic_erase(const Deviant& d, IteratorIntf* position) {
+  const int at = positionIn(this, position);
+  if (at < generic_size()) generic_eraseAt(d, at);
+  return new PositionIterator(this, at);
+}
+
+IteratorIntf* IndexedView::generic_erase(const Deviant& d, IteratorIntf* first, IteratorIntf* last) {
+  const int from = positionIn(this, first);
+  int to = positionIn(this, last);
+  to = std::min(to, generic_size());
+  for (int i = to - 1; i >= from; --i) generic_eraseAt(d, i);
+  return new PositionIterator(this, from);
+}
+
+void IndexedView::generic_pop_back(const Deviant& d) {
+  const int n = generic_size();
+  if (n == 0) fail(kViewSource, __LINE__, "sequence is empty");
+  generic_eraseAt(d, n - 1);
+}
+
+void IndexedView::generic_pop_front(const Deviant& d) {
+  if (generic_empty()) fail(kViewSource, __LINE__, "sequence is empty");
+  generic_eraseAt(d, 0);
+}
+
+void IndexedView::generic_push_back(const Deviant& d, const Object& value) {
+  generic_insert(d, generic_size(), value);
+}
+
+void IndexedView::generic_push_front(const Deviant& d, const Object& value) {
+  generic_insert(d, 0, value);
+}
+
+void IndexedView::generic_replace(const Deviant& d, int index, const Object& value) {
+  checkIndex(index, generic_size());
+  if (generic_at(index, d).get() == value.get()) return;
+  if (generic_contains(value)) return;  // already elsewhere in the sequence
+  generic_eraseAt(d, index);
+  generic_insert(d, index, value);
+}
+
+}  // namespace Generic
+
+// ---------------------------------------------------------------- GenericDeviantSequence
+
+GenericDeviantSequence::GenericDeviantSequence(NSInterface::ClassObjectIntf* owner, Deviant d,
+                                               const IntrospectiveMethods* record,
+                                               unsigned int index)
+    : fOwner(owner), fDeviant(d), fRecord(record), fIndex(index) {
+  if (!fOwner) raiseNullRef();
+  fOwner->incRef();
+}
+
+GenericDeviantSequence::~GenericDeviantSequence() {
+  fOwner->decRef();
+}
+
+Generic::SequenceIntf* GenericDeviantSequence::reading() const {
+  NSInterface::ClassObjectIntf* state =
+      fOwner->getReadDeviantI(fDeviant, static_cast<const NSInterface::ClassObjectIntf*>(fOwner));
+  if (!Deviant::isRealState(state)) detail::raiseNoState(state);
+  return storedSequence(fRecord, state, fDeviant, fIndex);
+}
+
+Generic::SequenceIntf* GenericDeviantSequence::writing() const {
+  NSInterface::ClassObjectIntf* state =
+      fOwner->getWriteDeviantI(fDeviant, static_cast<const NSInterface::ClassObjectIntf*>(fOwner));
+  if (!Deviant::isRealState(state)) detail::raiseNoState(state);
+  return storedSequence(fRecord, state, fDeviant, fIndex);
+}
+
+Object GenericDeviantSequence::generic_at(int index, const Deviant& d) const {
+  return reading()->generic_at(index, d);
+}
+void GenericDeviantSequence::generic_clear(const Deviant& d) {
+  if (reading()->generic_empty()) return;  // nothing to write
+  writing()->generic_clear(d);
+}
+int GenericDeviantSequence::generic_size() const {
+  return reading()->generic_size();
+}
+bool GenericDeviantSequence::generic_empty() const {
+  return reading()->generic_empty();
+}
+void GenericDeviantSequence::generic_insert(const Deviant& d, int index, const Object& value) {
+  writing()->generic_insert(d, index, value);
+}
+void GenericDeviantSequence::generic_eraseAt(const Deviant& d, int index) {
+  checkIndex(index, reading()->generic_size());
+  writing()->generic_eraseAt(d, index);
+}
+void GenericDeviantSequence::generic_push_back(const Deviant& d, const Object& value) {
+  writing()->generic_push_back(d, value);
+}
+void GenericDeviantSequence::generic_replace(const Deviant& d, int index, const Object& value) {
+  writing()->generic_replace(d, index, value);
+}
+bool GenericDeviantSequence::generic_contains(const Object& value) const {
+  return reading()->generic_contains(value);
+}
+int GenericDeviantSequence::generic_indexOf(const Object& value) const {
+  return reading()->generic_indexOf(value);
+}
+bool GenericDeviantSequence::generic_accepts(const Object& value) const {
+  return reading()->generic_accepts(value);
+}
+bool GenericDeviantSequence::specialized_equal(const Deviant& d, const SequenceIntf* other,
+                                               const Deviant& otherDeviant, bool& handled) const {
+  if (const auto* o = dynamic_cast<const GenericDeviantSequence*>(other))
+    other = o->reading();
+  return reading()->specialized_equal(d, other, otherDeviant, handled);
+}
+void GenericDeviantSequence::specialized_assign(const Deviant& d, const SequenceIntf* other,
+                                                const Deviant& otherDeviant, bool& handled) {
+  if (const auto* o = dynamic_cast<const GenericDeviantSequence*>(other))
+    other = o->reading();
+  writing()->specialized_assign(d, other, otherDeviant, handled);
+}
+std::string GenericDeviantSequence::getTypeName() const {
+  return reading()->getTypeName();
+}
+
+// ---------------------------------------------------------------- GenericAssociationSequence
+
+GenericAssociationSequence::GenericAssociationSequence(const Object& thisObject,
+                                                       const Sequence<Object>& view,
+                                                       const IntrospectiveMethods* oppositeRecord,
+                                                       unsigned int oppositeIndex,
+                                                       bool oppositeIsSingle, bool composite)
+    : fThis(thisObject),
+      fView(view),
+      fOpposite{oppositeRecord, oppositeIndex, oppositeIsSingle},
+      fComposite(composite) {
+  if (fView.isNull()) detail::raiseNullSequence();
+}
+
+Object GenericAssociationSequence::generic_at(int index, const Deviant& d) const {
+  return fView.get()->generic_at(index, d);
+}
+int GenericAssociationSequence::generic_size() const {
+  return fView.get()->generic_size();
+}
+bool GenericAssociationSequence::generic_empty() const {
+  return fView.get()->generic_empty();
+}
+bool GenericAssociationSequence::generic_contains(const Object& value) const {
+  return fView.get()->generic_contains(value);
+}
+int GenericAssociationSequence::generic_indexOf(const Object& value) const {
+  return fView.get()->generic_indexOf(value);
+}
+bool GenericAssociationSequence::generic_accepts(const Object& value) const {
+  return fView.get()->generic_accepts(value);
+}
+std::string GenericAssociationSequence::getTypeName() const {
+  return fView.get()->getTypeName();
+}
+
+void GenericAssociationSequence::linkOpposite(const Object& element) {
+  auto* partner = detail::castTo<NSInterface::ClassObjectIntf>(element.get());
+  const Deviant d = fThis.getDeviant();
+  if (fComposite && !fOpposite.isSingle) {
+    // A composite whose opposite is a union of the container (featuringClassifier): the
+    // container is the end to set.
+    detail::storeContainer(partner, d, detail::castTo<NSInterface::ClassObjectIntf>(fThis.get()));
+    return;
+  }
+  if (fOpposite.isSingle)
+    fOpposite.record->setOnlySingleValued(partner, d, fOpposite.index, fThis);
+  else
+    fOpposite.record->getOnlyMultiValued(partner, d, fOpposite.index).push_back(fThis);
+}
+
+void GenericAssociationSequence::unlinkOpposite(const Object& element) {
+  auto* partner = detail::castTo<NSInterface::ClassObjectIntf>(element.get());
+  if (!partner || !partner->deviant_isValid(fThis.getDeviant())) return;
+  const Deviant d = fThis.getDeviant();
+  if (fComposite && !fOpposite.isSingle) {
+    if (partner->getContainerKelpa(d).get() == detail::castTo<NSInterface::ClassObjectIntf>(fThis.get()))
+      detail::storeContainer(partner, d, nullptr);
+    return;
+  }
+  if (fOpposite.isSingle) {
+    // Only if the partner's end still points here: a composite's element may have moved on.
+    if (fOpposite.record->getSingleValued(partner, d, fOpposite.index).get() == fThis.get() ||
+        !fComposite)
+      fOpposite.record->removeOnlySingleValued(partner, d, fOpposite.index);
+  } else {
+    fOpposite.record->getOnlyMultiValued(partner, d, fOpposite.index).remove(fThis);
+  }
+}
+
+void GenericAssociationSequence::generic_insert(const Deviant& d, int index, const Object& value) {
+  Generic::SequenceIntf* view = fView.get();
+  const int n = view->generic_size();
+  if (index < 0 || index > n) failIndex(index);
+  if (view->generic_contains(value)) return;
+  auto* element = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
+  if (element && element->deviant_isValid(d))
+    detail::refuseCrossModel(fThis.getDeviant(), d, "kelpa/kernel/containers/sequence/GenericAssociationSequence", __LINE__);
+  // An element of the wrong type is refused by the stored sequence before any change.
+  if (!element || !view->generic_accepts(value)) {
+    view->generic_insert(d, index, value);
+    return;
+  }
+  if (fComposite) {
+    // Out of its old place first, wherever that is: then the element is in one place.
+    detail::detachFromContainer(element, fThis.getDeviant());
+    index = std::min(index, view->generic_size());
+  }
+  view->generic_insert(d, index, value);
+  linkOpposite(value);
+}
+
+void GenericAssociationSequence::generic_eraseAt(const Deviant& d, int index) {
+  Generic::SequenceIntf* view = fView.get();
+  checkIndex(index, view->generic_size());
+  const Object element = view->generic_at(index, d);
+  view->generic_eraseAt(d, index);
+  unlinkOpposite(element);
+}
+
+void GenericAssociationSequence::generic_replace(const Deviant& d, int index, const Object& value) {
+  Generic::SequenceIntf* view = fView.get();
+  checkIndex(index, view->generic_size());
+  if (view->generic_at(index, d).get() == value.get() || view->generic_contains(value)) return;
+  generic_eraseAt(d, index);
+  generic_insert(d, index, value);
+}
+
+void GenericAssociationSequence::generic_clear(const Deviant& d) {
+  Generic::SequenceIntf* view = fView.get();
+  // Each element leaves with its opposite end, last first so that positions hold.
+  for (int i = view->generic_size() - 1; i >= 0; --i) generic_eraseAt(d, i);
+}
+
+Generic::SequenceIntf* newAssociationSequence(NSInterface::ClassObjectIntf* owner, Deviant d,
+                                              const IntrospectiveMethods& record,
+                                              unsigned int index,
+                                              const IntrospectiveMethods& oppositeRecord,
+                                              unsigned int oppositeIndex, bool oppositeIsMulti,
+                                              bool composite) {
+  Sequence<Object> view(new GenericDeviantSequence(owner, d, &record, index), d);
+  return new GenericAssociationSequence(Object(owner, d), view, &oppositeRecord, oppositeIndex,
+                                        !oppositeIsMulti, composite);
+}
+
+// ---------------------------------------------------------------- GenericCombinedSequence
+
+namespace combined_sequence_internal {
+
+void GenericCombinedSequence::appendGeneric(const Sequence<Object>& part) {
+  if (part.isNull()) detail::raiseNullSequence();
+  fParts.push_back(part);
+}
+
+std::size_t GenericCombinedSequence::locate(int& index) const {
+  if (index < 0) failIndex(index);
+  std::size_t part = 0;
+  int start = 0;
+  if (fCachedPart < fParts.size() && index >= fCachedStart) {
+    part = fCachedPart;
+    start = fCachedStart;
+  }
+  for (; part < fParts.size(); ++part) {
+    const int n = fParts[part].get()->generic_size();
+    if (index < start + n) {
+      fCachedPart = part;
+      fCachedStart = start;
+      index -= start;
+      return part;
+    }
+    start += n;
+  }
+  failIndex(index);
+}
+
+Object GenericCombinedSequence::generic_at(int index, const Deviant& d) const {
+  const std::size_t part = locate(index);
+  return fParts[part].get()->generic_at(index, d);
+}
+
+void GenericCombinedSequence::generic_clear(const Deviant& d) {
+  for (auto& part : fParts) part.get()->generic_clear(d);
+}
+
+int GenericCombinedSequence::generic_size() const {
+  int n = 0;
+  for (const auto& part : fParts) n += part.get()->generic_size();
+  return n;
+}
+
+bool GenericCombinedSequence::generic_empty() const {
+  for (const auto& part : fParts)
+    if (!part.get()->generic_empty()) return false;
+  return true;
+}
+
+void GenericCombinedSequence::generic_insert(const Deviant& d, int index, const Object& value) {
+  const int n = generic_size();
+  if (index < 0 || index > n) failIndex(index);
+  // The part that holds the position takes the element if it can; else the first that can.
+  int start = 0;
+  for (auto& part : fParts) {
+    const int size = part.get()->generic_size();
+    if (index <= start + size && part.get()->generic_accepts(value)) {
+      part.get()->generic_insert(d, std::min(index - start, size), value);
+      return;
+    }
+    start += size;
+  }
+  for (auto& part : fParts) {
+    if (part.get()->generic_accepts(value)) {
+      part.get()->generic_push_back(d, value);
+      return;
+    }
+  }
+  MultiIndexImplForRefsHelper::raiseNullObject(fTypeName);
+}
+
+void GenericCombinedSequence::generic_push_back(const Deviant& d, const Object& value) {
+  for (auto& part : fParts) {
+    if (part.get()->generic_accepts(value)) {
+      part.get()->generic_push_back(d, value);
+      return;
+    }
+  }
+  MultiIndexImplForRefsHelper::raiseNullObject(fTypeName);
+}
+
+void GenericCombinedSequence::generic_eraseAt(const Deviant& d, int index) {
+  const std::size_t part = locate(index);
+  fParts[part].get()->generic_eraseAt(d, index);
+}
+
+int GenericCombinedSequence::generic_indexOf(const Object& value) const {
+  int start = 0;
+  for (const auto& part : fParts) {
+    const int at = part.get()->generic_indexOf(value);
+    if (at >= 0) return start + at;
+    start += part.get()->generic_size();
+  }
+  return -1;
+}
+
+bool GenericCombinedSequence::generic_accepts(const Object& value) const {
+  for (const auto& part : fParts)
+    if (part.get()->generic_accepts(value)) return true;
+  return false;
+}
+
+}  // namespace combined_sequence_internal
+
+// ---------------------------------------------------------------- GenericFilteredSequence
+
+namespace filtered_sequence_internal {
+
+GenericFilteredSequence::GenericFilteredSequence(const Sequence<Object>& source, Deviant d,
+                                                 Filter filter)
+    : fSource(source), fDeviant(d), fFilter(filter) {
+  if (fSource.isNull()) detail::raiseNullSequence();
+  update_begin_end_cache(d);
+}
+
+void GenericFilteredSequence::update_begin_end_cache(Deviant) const {
+  fCachedIndex = -1;
+  fCachedSource = -1;
+  fCachedElement = nullptr;
+}
+
+int GenericFilteredSequence::sourcePosition(int index) const {
+  if (index < 0) return -1;
+  Generic::SequenceIntf* source = fSource.get();
+  const int n = source->generic_size();
+  int view = 0;
+  int at = 0;
+  // Resume from the last position asked if it still holds the same element.
+  if (fCachedIndex >= 0 && fCachedIndex <= index && fCachedSource < n &&
+      source->generic_at(fCachedSource, fDeviant).get() == fCachedElement) {
+    view = fCachedIndex;
+    at = fCachedSource;
+  }
+  for (; at < n; ++at) {
+    const Object o = source->generic_at(at, fDeviant);
+    if (!passes(o)) continue;
+    if (view == index) {
+      fCachedIndex = index;
+      fCachedSource = at;
+      fCachedElement = o.get();
+      return at;
+    }
+    ++view;
+  }
+  return -1;
+}
+
+Object GenericFilteredSequence::generic_at(int index, const Deviant& d) const {
+  const int at = sourcePosition(index);
+  if (at < 0) failIndex(index);
+  return fSource.get()->generic_at(at, d);
+}
+
+void GenericFilteredSequence::generic_clear(const Deviant& d) {
+  if (!fFilter) return fSource.get()->generic_clear(d);
+  for (int i = generic_size() - 1; i >= 0; --i) generic_eraseAt(d, i);
+}
+
+int GenericFilteredSequence::generic_size() const {
+  Generic::SequenceIntf* source = fSource.get();
+  if (!fFilter) return source->generic_size();
+  int count = 0;
+  const int n = source->generic_size();
+  for (int i = 0; i < n; ++i)
+    if (passes(source->generic_at(i, fDeviant))) ++count;
+  return count;
+}
+
+bool GenericFilteredSequence::generic_empty() const {
+  if (!fFilter) return fSource.get()->generic_empty();
+  return sourcePosition(0) < 0;
+}
+
+void GenericFilteredSequence::generic_insert(const Deviant& d, int index, const Object& value) {
+  const int size = generic_size();
+  if (index < 0 || index > size) failIndex(index);
+  if (!passes(value)) MultiIndexImplForRefsHelper::raiseNullObject(getTypeName().c_str());
+  const int at = index == size ? fSource.get()->generic_size() : sourcePosition(index);
+  fSource.get()->generic_insert(d, at, value);
+  update_begin_end_cache(d);
+}
+
+void GenericFilteredSequence::generic_push_back(const Deviant& d, const Object& value) {
+  if (!passes(value)) MultiIndexImplForRefsHelper::raiseNullObject(getTypeName().c_str());
+  fSource.get()->generic_push_back(d, value);
+  update_begin_end_cache(d);
+}
+
+void GenericFilteredSequence::generic_eraseAt(const Deviant& d, int index) {
+  const int at = sourcePosition(index);
+  if (at < 0) failIndex(index);
+  fSource.get()->generic_eraseAt(d, at);
+  update_begin_end_cache(d);
+}
+
+int GenericFilteredSequence::generic_indexOf(const Object& value) const {
+  if (!passes(value)) return -1;
+  const int at = fSource.get()->generic_indexOf(value);
+  if (at < 0 || !fFilter) return at;
+  int view = 0;
+  for (int i = 0; i < at; ++i)
+    if (passes(fSource.get()->generic_at(i, fDeviant))) ++view;
+  return view;
+}
+
+bool GenericFilteredSequence::generic_accepts(const Object& value) const {
+  return passes(value) && fSource.get()->generic_accepts(value);
+}
+
+std::string GenericFilteredSequence::getTypeName() const {
+  return fSource.get()->getTypeName();
+}
+
+}  // namespace filtered_sequence_internal
+
+// ---------------------------------------------------------------- GenericPropertyToSequenceProxy
+
+GenericPropertyToSequenceProxy::GenericPropertyToSequenceProxy(const ImmutableClassObject& object,
+                                                               const IntrospectiveMethods* record,
+                                                               unsigned int index,
+                                                               unsigned int lower,
+                                                               Filter accepts)
+    : fAccepts(accepts),
+      fObject(const_cast<NSInterface::ClassObjectIntf*>(object.get()), object.getDeviant()),
+      fRecord(record),
+      fIndex(index),
+      fLower(lower) {
+  if (fObject.isNull()) raiseNullRef();
+}
+
+Object GenericPropertyToSequenceProxy::current() const {
+  NSInterface::ClassObjectIntf* o = fObject.get();
+  const Deviant d = fObject.getDeviant();
+  if (fLower == 0 && !fRecord->hasSingleValued(o, d, fIndex)) return Object();
+  Object v = fRecord->getSingleValued(o, d, fIndex);
+  if (v.isNull() || !v->deviant_isValid(v.getDeviant())) return Object();
+  return v;
+}
+
+int GenericPropertyToSequenceProxy::generic_size() const {
+  return current().isNull() ? 0 : 1;
+}
+
+Object GenericPropertyToSequenceProxy::generic_at(int index, const Deviant& d) const {
+  Object v = current();
+  checkIndex(index, v.isNull() ? 0 : 1);
+  return Object(v.get(), d);
+}
+
+void GenericPropertyToSequenceProxy::generic_clear(const Deviant&) {
+  if (current().isNull()) return;
+  fRecord->removeOnlySingleValued(fObject.get(), fObject.getDeviant(), fIndex);
+}
+
+void GenericPropertyToSequenceProxy::generic_insert(const Deviant&, int index,
+                                                    const Object& value) {
+  const Object v = current();
+  const int size = v.isNull() ? 0 : 1;
+  if (index < 0 || index > size) failIndex(index);
+  if (v.get() == value.get()) return;
+  if (size == 1) fail(kViewSource, __LINE__, "sequence index out of bounds");
+  fRecord->setOnlySingleValued(fObject.get(), fObject.getDeviant(), fIndex, value);
+}
+
+void GenericPropertyToSequenceProxy::generic_eraseAt(const Deviant& d, int index) {
+  checkIndex(index, generic_size());
+  generic_clear(d);
+}
+
+bool GenericPropertyToSequenceProxy::generic_accepts(const Object& value) const {
+  return value.get() && (!fAccepts || fAccepts(value.get())) && current().isNull();
+}
+
+int GenericPropertyToSequenceProxy::generic_indexOf(const Object& value) const {
+  const Object v = current();
+  return !v.isNull() && v.get() == value.get() ? 0 : -1;
+}
+
+// ---------------------------------------------------------------- proxies
+
+GenericReferenceCountingSequenceProxy::GenericReferenceCountingSequenceProxy(
+    Generic::SequenceIntf* target)
+    : fTarget(target) {
+  if (!fTarget) detail::raiseNullSequence();
+  fTarget->incRef();
+}
+
+GenericReferenceCountingSequenceProxy::~GenericReferenceCountingSequenceProxy() {
+  fTarget->decRef();
+}
+
+IteratorProxy::IteratorProxy(Generic::IteratorIntf* target) : fTarget(target) {
+  if (!fTarget) raiseNullRef();
+  fTarget->incRef();
+}
+
+IteratorProxy::~IteratorProxy() {
+  fTarget->decRef();
+}
+
+bool IteratorProxy::generic_equal(const IteratorIntf* other) const {
+  if (const auto* o = dynamic_cast<const IteratorProxy*>(other)) other = o->fTarget;
+  return fTarget->generic_equal(other);
+}
+
+}  // namespace Kelpa
