@@ -1,0 +1,162 @@
+// Both ends of associations, ownership, unions and destruction, on writes through every
+// path a client has.
+#include <gtest/gtest.h>
+
+#include <zorbel/zorbel.h>
+
+#include "../support/Failure.h"
+
+namespace zorbel {
+namespace {
+
+using testsupport::failureAt;
+
+class Consistency : public ::testing::Test {
+ protected:
+  void TearDown() override { model->destroyModel(); }
+  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  Kelpa::Deviant root = model.getDeviant();
+};
+
+TEST_F(Consistency, ASingleEndKeepsItsMultiValuedOpposite) {
+  const GeneralOrdering ordering = GeneralOrdering::create(model);
+  const OccurrenceSpecification a = OccurrenceSpecification::create(model);
+  const OccurrenceSpecification b = OccurrenceSpecification::create(model);
+  ordering->setBefore(root, a);
+  EXPECT_TRUE(a->getToAfters(root).contains(ordering));
+  ordering->setBefore(root, b);  // the replace rule: a loses it first
+  EXPECT_FALSE(a->getToAfters(root).contains(ordering));
+  EXPECT_TRUE(b->getToAfters(root).contains(ordering));
+  ordering->setOnlyBefore(root, a);  // this end alone: a's list is left as it was
+  EXPECT_FALSE(a->getToAfters(root).contains(ordering));
+  EXPECT_FALSE(b->getToAfters(root).contains(ordering));
+  ordering->setBefore(root, OccurrenceSpecification());  // null is a removal
+  EXPECT_FALSE(ordering->hasBefore(root));
+
+  // The multi-valued end writes the single one.
+  b->getToAfters(root).push_back(ordering);
+  EXPECT_EQ(ordering->getBefore(root).get(), b.get());
+  b->getToAfters(root).remove(ordering);
+  EXPECT_FALSE(ordering->hasBefore(root));
+}
+
+TEST_F(Consistency, CrossModelLinksAreRefusedOnlyForTwoWayEnds) {
+  Kelpa::Model other = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  const OccurrenceSpecification foreign = OccurrenceSpecification::create(other);
+  const GeneralOrdering ordering = GeneralOrdering::create(model);
+  EXPECT_EQ(failureAt([&] { ordering->setBefore(root, foreign); }),
+            "Assertion failed: Cross-model bi-directional associations are currently disallowed! "
+            "at zorbel/NSImplementation/GeneralOrderingImpl:");
+  EXPECT_FALSE(ordering->hasBefore(root));
+  const ConnectorEnd end = ConnectorEnd::create(model);
+  end->setPartWithPort(root, Property::create(other));  // one way: accepted, and booked
+  EXPECT_TRUE(end->hasPartWithPort(root));
+  EXPECT_EQ(root.numberOfReferencesInto(other.getDeviant()), 1u);
+  end->removePartWithPort(root);
+  EXPECT_EQ(root.numberOfReferencesInto(other.getDeviant()), 0u);
+  other->destroyModel();
+}
+
+TEST_F(Consistency, ACompositeInsertMovesTheElementBetweenOwners) {
+  const Package first = Package::create(model);
+  const Package second = Package::create(model);
+  const Class cls = Class::create(model);
+  Kelpa::Sequence<Kelpa::ClassObject> roots = model->getRootObjects(root);
+  EXPECT_TRUE(roots.contains(Kelpa::ClassObject(cls)));
+  first->getPackagedElements(root).push_back(cls);
+  EXPECT_EQ(cls->getOwner(root).get(), Element(first).get());
+  EXPECT_FALSE(roots.contains(Kelpa::ClassObject(cls)));
+  second->getPackagedElements(root).push_back(cls);
+  EXPECT_TRUE(first->getPackagedElements(root).empty());
+  EXPECT_EQ(cls->getNamespace(root).get(), Namespace(second).get());
+  EXPECT_EQ(cls->getPackage(root).get(), second.get());
+  cls->setOwner(root, first);
+  EXPECT_TRUE(second->getPackagedElements(root).empty());
+  EXPECT_TRUE(first->getPackagedElements(root).contains(cls));
+  cls->removeOwner(root);
+  EXPECT_TRUE(first->getPackagedElements(root).empty());
+  EXPECT_TRUE(roots.contains(Kelpa::ClassObject(cls)));
+}
+
+TEST_F(Consistency, UnionsReadTheirContributorsInOrder) {
+  const Class cls = Class::create(model);
+  EXPECT_TRUE(cls->getOwnedElements(root).empty());
+  const Comment note = Comment::create(model);
+  const Property attribute = Property::create(model);
+  const Operation operation = Operation::create(model);
+  cls->getZorbel_Class_OwnedAttributes(root).push_back(attribute);
+  cls->getOwnedOperations(root).push_back(operation);
+  cls->getOwnedComments(root).push_back(note);
+  const Kelpa::Sequence<Element> owned = cls->getOwnedElements(root);
+  ASSERT_EQ(owned.size(), 3);
+  EXPECT_EQ(owned[0].get(), Element(note).get());
+  EXPECT_EQ(owned[1].get(), Element(attribute).get());
+  EXPECT_EQ(owned[2].get(), Element(operation).get());
+  EXPECT_EQ(attribute->getClass(root).get(), cls.get());
+  EXPECT_EQ(cls->getOwnedMembers(root).size(), 2);
+  // Erasure through the union reaches the contributor that holds the element.
+  cls->getOwnedElements(root).remove(Element(attribute));
+  EXPECT_TRUE(cls->getZorbel_Class_OwnedAttributes(root).empty());
+  EXPECT_FALSE(attribute->hasOwner(root));
+}
+
+TEST_F(Consistency, DestructionRemovesTheSubtreeFromEveryPlace) {
+  const Package package = Package::create(model);
+  const Class cls = Class::create(model);
+  const Property attribute = Property::create(model);
+  package->getPackagedElements(root).push_back(cls);
+  cls->getZorbel_Class_OwnedAttributes(root).push_back(attribute);
+  const Comment note = Comment::create(model);
+  note->getAnnotatedElements(root).push_back(cls);
+
+  cls->destroy(root);
+  EXPECT_FALSE(cls.isValid());
+  EXPECT_FALSE(attribute.isValid());
+  EXPECT_TRUE(package->getPackagedElements(root).empty());
+  EXPECT_FALSE(model->getRootObjects(root).contains(Kelpa::ClassObject(cls)));
+  // A one-way reference keeps the handle, which no longer counts.
+  EXPECT_EQ(note->getAnnotatedElements(root).size(), 1);
+  cls->destroy(root);  // a second time: nothing
+
+  const GeneralOrdering ordering = GeneralOrdering::create(model);
+  const OccurrenceSpecification a = OccurrenceSpecification::create(model);
+  const OccurrenceSpecification b = OccurrenceSpecification::create(model);
+  ordering->setBefore(root, a);
+  ordering->setAfter(root, b);
+  ordering->destroy(root);
+  EXPECT_TRUE(a->getToAfters(root).empty());
+  EXPECT_TRUE(b->getToBefores(root).empty());
+  EXPECT_TRUE(a.isValid());
+}
+
+TEST_F(Consistency, SequencesResolveOnEveryUseAndKeepTheirElement) {
+  Kelpa::Sequence<Comment> comments;
+  {
+    const Package package = Package::create(model);
+    comments = package->getOwnedComments(root);
+  }
+  comments.push_back(Comment::create(model));  // the package lives on in its view
+  EXPECT_EQ(comments.size(), 1);
+
+  root.setWritable(false);
+  EXPECT_THROW(comments.push_back(Comment::create(model)), Kelpa::Exception);
+  root.setWritable(true);
+
+  // A sequence of another element type is copied element by element, through the cast.
+  const Package package = Package::create(model);
+  Kelpa::Sequence<Element> annotated = Comment::create(model)->getAnnotatedElements(root);
+  annotated.push_back(package);
+  Kelpa::Sequence<Comment> target = package->getOwnedCommentsWithoutAssociation(root);
+  EXPECT_EQ(failureAt([&] { target.get()->generic_assign(root, annotated.get(), root); }),
+            "Assertion failed: null object while inserting into zorbel.SequenceOfComment at "
+            "kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:");
+
+  model->destroyModel();
+  EXPECT_EQ(failureAt([&] { (void)comments.size(); }),
+            "Assertion failed: object accessed after its model has been destroyed at "
+            "kelpa/kernel/deviant/Deviations:");
+  model = Kelpa::NSInterface::FactoryIntf::createNewModel();
+}
+
+}  // namespace
+}  // namespace zorbel
