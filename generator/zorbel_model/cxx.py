@@ -20,7 +20,6 @@ from .model import MetamodelError, where
 
 DEVIANT = "Kelpa::Deviant"
 HAND_PATH = "zorbel/NSHandMaintained/{}ImplHand"
-INTERFACE_PATH = "zorbel/NSInterface/{}Intf"
 # What the stubbed queries answer when the data says only "sequence handle".
 SEQUENCE_HANDLE = "Kelpa::ImmutableSequence<Kelpa::ImmutableClassObject>"
 VALUE_TYPES = ("Boolean", "Integer", "String", "UnlimitedNatural")
@@ -47,7 +46,6 @@ SHAPES = {
     "hasReference": (True, False),    # a partner that exists in the deviant
     "setReference": (True, True),     # the set of an end: a removal, no change, or setOnly
     "removeReference": (True, False),
-    "notYet": (False, False),         # a feature that a later step brings
     "stub": (False, False),           # a hand-maintained feature that raises
     "constant": (False, False),
     "defaultValue": (False, False),
@@ -388,15 +386,6 @@ class Operation:
         return self.sig.result
 
 
-def not_yet_message(prop):
-    reason = storage.storage_reason(prop)
-    if reason == "derivedUnion":
-        return f"derived union {prop.qualified} is not available yet"
-    if reason == "container":
-        return f"container end {prop.qualified} is not available yet"
-    return f"derived property {prop.qualified} is not available yet"
-
-
 CONTAINER_SHAPES = {"has": "containerHas", "get": "containerGet", "set": "containerSet",
                     "setOnly": "containerSetOnly", "remove": "containerRemove", "removeOnly": "containerRemoveOnly"}
 REFERENCE_SHAPES = {"set": "refSet", "setOnly": "refSetOnly", "remove": "refRemove", "removeOnly": "refRemoveOnly"}
@@ -438,9 +427,8 @@ def generated_shape(model, acc):
     """The shape of the interface's body of an accessor of our rules."""
     prop, role = acc.prop, acc.role
     if not storage.is_stored(prop):
-        return "notYet", None
-    if prop.multi:
-        return "read", acc.name
+        raise MetamodelError(f"{where(prop.owner.file, prop.owner.name, prop.name)}: "
+                             "a derived feature without a generated or hand-written body")
     kind = storage.member_kind(prop)
     with_bit = storage.has_presence_bit(prop)
     if kind == "reference":
@@ -513,9 +501,6 @@ def own_operations(model, cls):
             elif member.body.kind == "generated":
                 shape, target = generated_shape(model, acc)
                 op = Operation(sig, shape, target=target)
-                if shape == "notYet":
-                    op.message = not_yet_message(prop)
-                    op.path = INTERFACE_PATH.format(cls.name)
             else:
                 op = body_operation(model, cls, sig, member.body,
                                     members.property_message(cls.name, naming.feature_name(prop)), prop)

@@ -141,8 +141,9 @@ void detachFromContainer(ClassObjectIntf* element, Deviant d) {
 
 void storeContainer(ClassObjectIntf* element, Deviant d, ClassObjectIntf* container) {
   ClassObjectIntf* state = readStateOf(element, d);
-  const bool had = state->getContainerKelpa(d).get() != nullptr;
-  if (state->getContainerKelpa(d).get() == container) return;
+  ClassObjectIntf* old = state->getContainerKelpa(d).get();
+  if (old == container) return;
+  const bool had = old != nullptr;
   writeStateOf(element, d)->setContainerKelpa(d, ClassObject(container, d));
   const bool has = container != nullptr;
   if (had == has || d != d.getRootDeviant()) return;

@@ -291,9 +291,10 @@ void GenericAssociationSequence::unlinkOpposite(const Object& element) {
     return;
   }
   if (fOpposite.isSingle) {
-    // Only if the partner's end still points here: a composite's element may have moved on.
-    if (fOpposite.record->getSingleValued(partner, d, fOpposite.index).get() == fThis.get() ||
-        !fComposite)
+    // A composite's element may have moved on already: only an end that still points here
+    // is cleared.
+    if (!fComposite ||
+        fOpposite.record->getSingleValued(partner, d, fOpposite.index).get() == fThis.get())
       fOpposite.record->removeOnlySingleValued(partner, d, fOpposite.index);
   } else {
     fOpposite.record->getOnlyMultiValued(partner, d, fOpposite.index).remove(fThis);
