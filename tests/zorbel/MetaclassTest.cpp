@@ -166,6 +166,19 @@ TEST_F(ZorbelMetaclass, HandlesConvertOnlyToWhatTheObjectIs) {
   EXPECT_EQ(typed->cast(CV::classInfoOf<NS::PropertyIntf>()),
             Kelpa::primary_cast<Kelpa::ReferenceCountingIntf>(property.get()));
   EXPECT_EQ(property->numRef(), 3);  // the model's root objects, property and typed
+
+  // A handle made from a pointer through another base holds the object's own pointer, so
+  // handles of one object compare equal however they were made.
+  NS::ElementIntf* viaConnectable = static_cast<NS::ConnectableElementIntf*>(property.get());
+  NS::ElementIntf* viaMultiplicity = static_cast<NS::MultiplicityElementIntf*>(property.get());
+  EXPECT_EQ(Element(viaConnectable, root), Element(property));
+  EXPECT_EQ(Element(viaMultiplicity, root), Element(property));
+  EXPECT_EQ(Element(viaMultiplicity, root).get(), Element(property).get());
+  const ConnectableElement connectable = property;
+  EXPECT_EQ(ConnectableElement(connectable.get(), root), connectable);
+  EXPECT_EQ(Kelpa::ClassObject(viaMultiplicity, root), Kelpa::ClassObject(property));
+  // A null pointer makes the null handle, whatever deviant it is given.
+  EXPECT_EQ(Element(static_cast<NS::ElementIntf*>(nullptr), root), Element());
 }
 
 TEST_F(ZorbelMetaclass, ReferencesCountTheirPartnerAndTakeNullForRemoval) {

@@ -103,6 +103,16 @@ Intf* castTo(const ReferenceCountingIntf* p) {
   return reinterpret_cast<Intf*>(p->cast(CooperativeVisitor::internal::classInfoOf<Intf>()));
 }
 
+// The pointer that every handle of Intf holds for the object behind p. An object whose
+// class has several bases holds an Intf more than once; the one that its class table
+// answers is the handle's. A pointer at the start of its object lies on the first-base
+// chain, which the table answers unchanged, so only other pointers pay for the cast.
+template <class Intf>
+const Intf* canonical(const Intf* p) {
+  if (!p || dynamic_cast<const void*>(p) == static_cast<const void*>(p)) return p;
+  return castTo<const Intf>(primary_cast<const ReferenceCountingIntf>(p));
+}
+
 }  // namespace detail
 
 class ImmutableObject : public detail::HandleBase {
@@ -127,7 +137,15 @@ class ImmutableClassObject : public ImmutableObject {
   using Intf = NSInterface::ClassObjectIntf;
   static constexpr const char* sequenceTypeName() { return "Kelpa.SequenceOfClassObject"; }
   ImmutableClassObject() noexcept = default;
-  ImmutableClassObject(const NSInterface::ClassObjectIntf* p, Deviant d) : ImmutableObject(p, d) {
+  ImmutableClassObject(const NSInterface::ClassObjectIntf* p, Deviant d)
+      : ImmutableObject(detail::canonical(p), d) {
+    adoptDeviant(d);
+  }
+  // For the handle classes of the metamodel: p is already the pointer that handles of
+  // their interface hold (detail::canonical), which need not be the ClassObjectIntf's.
+  struct Canonical {};
+  ImmutableClassObject(const NSInterface::ClassObjectIntf* p, Deviant d, Canonical)
+      : ImmutableObject(p, d) {
     adoptDeviant(d);
   }
   // The object as an element, or a null handle if it is none.
