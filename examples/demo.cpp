@@ -157,6 +157,73 @@ void classModel() {
   model->destroyModel();
 }
 
+// What the library keeps consistent on every write: both ends of an association, the
+// owner of a moved element, the unions over owned elements, and a destroyed subtree.
+void consistency() {
+  section("Consistency on every write");
+  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  const Kelpa::Deviant root = model.getDeviant();
+  auto named = [&](auto element, const char* name) {
+    element->setName(root, zorbel::String(name));
+    return element;
+  };
+  auto nameOf = [&](const zorbel::ImmutableNamedElement& e) {
+    return e.isNull() ? std::string("(none)") : e->getName(root).to_string();
+  };
+
+  zorbel::Package sales = named(zorbel::Package::create(model), "sales");
+  zorbel::Package archive = named(zorbel::Package::create(model), "archive");
+  zorbel::Class customer = named(zorbel::Class::create(model), "Customer");
+  zorbel::Class order = named(zorbel::Class::create(model), "Order");
+  sales->getPackagedElements(root).push_back(customer);
+  sales->getPackagedElements(root).push_back(order);
+
+  // An association between the two classes: each end is an attribute of the other class.
+  zorbel::Property buyer = named(zorbel::Property::create(model), "buyer");
+  buyer->setType(root, customer);
+  // A class keeps its attributes in Class.ownedAttribute, the list its unions read.
+  order->getZorbel_Class_OwnedAttributes(root).push_back(buyer);
+  zorbel::Property orders = named(zorbel::Property::create(model), "orders");
+  orders->setType(root, order);
+  customer->getZorbel_Class_OwnedAttributes(root).push_back(orders);
+  zorbel::Association places = named(zorbel::Association::create(model), "places");
+  sales->getPackagedElements(root).push_back(places);
+  places->getMemberEnds(root).push_back(buyer);
+  orders->setAssociation(root, places);  // the other side of the same association
+  std::cout << "association " << nameOf(places) << " has member ends:";
+  for (const zorbel::Property& end : places->getMemberEnds(root)) std::cout << " " << nameOf(end);
+  std::cout << "\n  buyer's association: " << nameOf(buyer->getAssociation(root))
+            << ", orders' association: " << nameOf(orders->getAssociation(root)) << "\n";
+  std::cout << "  buyer is owned by " << nameOf(zorbel::NamedElement(buyer->getOwner(root)))
+            << " as an attribute of class " << nameOf(buyer->getClass(root)) << "\n";
+
+  // The unions of a class: owned elements and owned members, read from their parts.
+  zorbel::Comment note = zorbel::Comment::create(model);
+  note->setBody(root, zorbel::String("Orders are kept for ten years"));
+  order->getOwnedComments(root).push_back(note);
+  order->getOwnedOperations(root).push_back(named(zorbel::Operation::create(model), "ship"));
+  std::cout << "class Order owns " << order->getOwnedElements(root).size()
+            << " elements (a comment, an attribute, an operation) and "
+            << order->getOwnedMembers(root).size() << " members:";
+  for (const zorbel::NamedElement& m : order->getOwnedMembers(root)) std::cout << " " << nameOf(m);
+  std::cout << "\n";
+
+  // Moving a class to another package takes it out of the first.
+  archive->getPackagedElements(root).push_back(order);
+  std::cout << "after the move, sales has " << sales->getPackagedElements(root).size()
+            << " elements, archive has " << archive->getPackagedElements(root).size()
+            << ", and Order's package is " << nameOf(order->getPackage(root)) << "\n";
+
+  // Destroying the class destroys what it owns and unlinks it everywhere.
+  order->destroy(root);
+  std::cout << "after destroying Order: archive has " << archive->getPackagedElements(root).size()
+            << " elements; buyer is valid: " << std::boolalpha << buyer.isValid()
+            << ", the comment is valid: " << note.isValid() << "; association " << nameOf(places)
+            << " has " << places->getMemberEnds(root).size() << " member end left ("
+            << nameOf(places->getMemberEnds(root)[0]) << ")\n";
+  model->destroyModel();
+}
+
 // Any element, knowing nothing of its class: its metaclass and every property that has a
 // value, found by reflection alone.
 void describe(const Kelpa::ImmutableClassObject& element) {
@@ -217,6 +284,7 @@ int main() {
   std::cout << "zorbel demo\n";
   comments();
   classModel();
+  consistency();
   values();
   enumerations();
   genericWalk();
