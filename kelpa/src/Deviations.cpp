@@ -1,5 +1,7 @@
 #include <Kelpa/Deviations.h>
 
+#include <vector>
+
 #include <Kelpa/Asserter.h>
 
 namespace Kelpa {
@@ -87,6 +89,7 @@ ObjectIntf* DeviationsCore::writeStateSlow(const ElementOps& ops, Deviant d, Dev
   ObjectIntf* v = castState(ops, slotOf(d));
   if (v && v != Deviant::FallbackToRoot) {
     if (v == Deviant::InvalidObject) d.assertObjectNotPresentInDeviant(object);
+    shareRootState(ops, d);
     if (d.hasUndoStack() && d.isWithinTransaction() && !d.getSavedOldStateOfObject(object))
       d.saveOldStateOfObject(object, Deviant::isRealState(v) ? ops.copy(v) : v);
     return v;
@@ -135,9 +138,44 @@ ObjectIntf* DeviationsCore::createDeviation(const ElementOps& ops, Deviant d) {
 }
 
 void DeviationsCore::destroyDeviation(const ElementOps& ops, Deviant d) {
+  shareRootState(ops, d);
   ObjectIntf* old = stateIn(ops, d);
-  if (Deviant::isRealState(old)) delete old;
+  // Within a transaction the state the object had is what abandoning or undoing it
+  // brings back: the first time, the state itself goes to the saved states.
+  if (d.hasUndoStack() && d.isWithinTransaction() && !d.getSavedOldStateOfObject(object))
+    d.saveOldStateOfObject(object, old);
+  else if (Deviant::isRealState(old))
+    delete old;
   storeSlot(d, Deviant::InvalidObject);
+}
+
+// A change of the root outside a transaction is committed at once: the deviations that
+// still read the root's state of the object keep what they read.
+void DeviationsCore::shareRootState(const ElementOps& ops, Deviant d) {
+  if (d.getDeviantId() == 0 && d.data()->shared && !d.isWithinTransaction())
+    commitTransientState(ops, d);
+}
+
+void DeviationsCore::commitTransientState(const ElementOps& ops, Deviant d) {
+  std::vector<Deviant> all;
+  d.getAllDeviants(all);
+  ObjectIntf* old = nullptr;
+  if (ObjectIntf* saved = d.getRootDeviant().getSavedOldStateOfObject(object))
+    old = castState(ops, saved);
+  if (!old) old = rootState;
+  if (!old) return;
+  for (Deviant other : all) {
+    if (other == d) continue;
+    if (other.isWithinTransaction() &&
+        castState(ops, other.getSavedOldStateOfObject(object)) == Deviant::FallbackToRoot) {
+      // The deviant's transaction keeps the state it read until now as its old state.
+      other.saveOldStateOfObject(object, Deviant::isRealState(old) ? ops.copy(old) : old);
+      return;
+    }
+    ObjectIntf* slot = castState(ops, slotOf(other));
+    if (slot && slot != Deviant::FallbackToRoot) continue;
+    storeSlot(other, Deviant::isRealState(old) ? ops.copy(old) : old);
+  }
 }
 
 void DeviationsCore::destroyState(const ElementOps& ops, ObjectIntf* state) {

@@ -3,7 +3,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <deque>
+#include <utility>
 #include <mutex>
 
 #include <Kelpa/Asserter.h>
@@ -58,6 +60,29 @@ DeviantData* newDeviantData(std::uint32_t id, DeviantData* root, NSInterface::Mo
 }
 }  // namespace detail
 
+namespace detail {
+
+void releaseRecord(UndoRecord& record) noexcept {
+  for (SavedState& entry : record) {
+    entry.object->deviant_destroyState(entry.state);
+    entry.object->decRef();
+  }
+  record.clear();
+}
+
+DeviantTables::~DeviantTables() {
+  releaseRecord(saved);
+  for (UndoRecord& r : undo) releaseRecord(r);
+  for (UndoRecord& r : redo) releaseRecord(r);
+  for (auto& [key, state] : states) {
+    auto* object = const_cast<NSInterface::ClassObjectIntf*>(key);
+    object->deviant_destroyState(state);
+    object->decRef();
+  }
+}
+
+}  // namespace detail
+
 NSInterface::ObjectIntf* Deviant::getStateOfObject(const ClassObjectIntf* object) const {
   if (!fData || !fData->tables) return nullptr;
   auto it = fData->tables->states.find(object);
@@ -70,26 +95,51 @@ void Deviant::setStateOfObject(const ClassObjectIntf* object, ObjectIntf* state)
     if (!state) return;
     fData->tables = new detail::DeviantTables();
   }
-  if (state)
-    fData->tables->states[object] = state;
-  else
-    fData->tables->states.erase(object);
+  auto& states = fData->tables->states;
+  auto* counted = const_cast<ClassObjectIntf*>(object);
+  if (state) {
+    auto [it, inserted] = states.try_emplace(object, state);
+    if (inserted)
+      counted->incRef();
+    else
+      it->second = state;
+  } else if (states.erase(object)) {
+    counted->decRef();
+  }
 }
 
 NSInterface::ObjectIntf* Deviant::getSavedOldStateOfObject(const ClassObjectIntf* object) const {
   if (!fData || !fData->tables) return nullptr;
-  auto it = fData->tables->saved.find(object);
-  return it == fData->tables->saved.end() ? nullptr : it->second;
+  const detail::DeviantTables& t = *fData->tables;
+  auto it = t.savedAt.find(object);
+  return it == t.savedAt.end() ? nullptr : t.saved[it->second].state;
 }
 
+// The first save of an object in a transaction is what abandoning it restores. A later
+// save replaces a saved marker (the root's commit hands a deviant on fallback the state
+// it read); a save over a saved null, the state of an object that had none, is dropped.
 void Deviant::saveOldStateOfObject(const ClassObjectIntf* object, ObjectIntf* state) {
   if (!fData) return;
   if (!fData->tables) fData->tables = new detail::DeviantTables();
-  fData->tables->saved[object] = state;
+  detail::DeviantTables& t = *fData->tables;
+  auto* counted = const_cast<ClassObjectIntf*>(object);
+  auto [it, inserted] = t.savedAt.try_emplace(object, t.saved.size());
+  if (inserted) {
+    counted->incRef();
+    t.saved.push_back({counted, state});
+    return;
+  }
+  detail::SavedState& entry = t.saved[it->second];
+  if (entry.state == nullptr || entry.state == state) {
+    if (entry.state != state) counted->deviant_destroyState(state);
+    return;
+  }
+  counted->deviant_destroyState(entry.state);
+  entry.state = state;
 }
 
 bool Deviant::isWithinTransaction() const {
-  return fData && fData->tables && fData->tables->withinTransaction;
+  return fData && fData->transaction;
 }
 
 bool Deviant::hasUndoStack() const {
@@ -105,10 +155,20 @@ void Deviant::addObjectToModel(ClassObjectIntf* object) {
   if (detail::ModelImpl* model = modelOf(fData)) model->addObject(object);
 }
 
+// An element made within a transaction did not exist before it: that is its old state.
+// Outside a transaction, the root's deviations were made before the element and do not
+// see it.
 void Deviant::markObjectCreated(const ClassObjectIntf* object) {
-  if (!fData || fData->id == 0) return;
-  if (!fData->tables) fData->tables = new detail::DeviantTables();
-  fData->tables->created.insert(object);
+  if (isWithinTransaction()) {
+    if (hasUndoStack() && !getSavedOldStateOfObject(object))
+      saveOldStateOfObject(object, InvalidObject);
+  } else if (fData && fData->id == 0 && fData->shared) {
+    std::vector<Deviant> all;
+    getAllDeviants(all);
+    for (Deviant other : all)
+      if (other != *this && !other.getStateOfObject(object))
+        other.setStateOfObject(object, InvalidObject);
+  }
 }
 
 void Deviant::removeObjectFromModel(ClassObjectIntf* object) {
@@ -124,12 +184,15 @@ void Deviant::assertObjectNotPresentInDeviant(const ClassObjectIntf*) const {
 }
 
 void Deviant::setWritable(bool writable) {
-  if (fData) fData->writable = writable;
+  if (!fData) return;
+  fData->writable = writable;
+  fData->refresh();
 }
 
 namespace detail {
 
 ModelImpl::ModelImpl() : fRoot(newDeviantData(0, nullptr, this)) {
+  fRoot->undo = true;
   fDeviants.push_back(fRoot);
   liveModels().insert(this);
 }
@@ -252,6 +315,93 @@ void ModelImpl::removeObject(NSInterface::ClassObjectIntf* object) {
   --fObjectCount;
 }
 
+Deviant ModelImpl::createDeviant(bool undo) {
+  if (fDestroyed) raise(kDeviantSource, __LINE__, "object accessed after its model has been destroyed");
+  DeviantData* d = newDeviantData(++fLastDeviantId, fRoot, this);
+  d->undo = undo;
+  fDeviants.push_back(d);
+  fRoot->shared = true;
+  fRoot->refresh();
+  return Deviant(d);
+}
+
+namespace {
+DeviantData* deviationOf(const ModelImpl* model, Deviant d, int line) {
+  DeviantData* data = d.data();
+  if (!d.isValid())
+    raise(kDeviantSource, line, "object accessed after its deviant has been removed");
+  if (data->model != model) raise(kDeviantSource, line, "deviant is not one of this model");
+  return data;
+}
+}  // namespace
+
+void ModelImpl::removeDeviant(Deviant d) {
+  DeviantData* data = deviationOf(this, d, __LINE__);
+  if (data->id == 0) raise(kDeviantSource, __LINE__, "the root deviant of a model cannot be removed");
+  fDeviants.erase(std::find(fDeviants.begin(), fDeviants.end(), data));
+  data->valid = false;
+  data->transaction = false;
+  data->refresh();
+  delete std::exchange(data->tables, nullptr);
+  fRoot->shared = fDeviants.size() > 1;
+  fRoot->refresh();
+}
+
+void ModelImpl::refreshRootObject(NSInterface::ClassObjectIntf* object) {
+  const Deviant root(fRoot);
+  const ClassObject handle(object, root);
+  const bool isRoot = object->deviant_isValid(root) && !object->hasContainerKelpa(root);
+  Sequence<ClassObject> roots = getRootObjects(root);
+  const bool listed = roots.contains(handle);
+  if (isRoot && !listed)
+    roots.push_back(handle);
+  else if (!isRoot && listed)
+    roots.remove(handle);
+}
+
+void ModelImpl::exchange(Deviant d, UndoRecord& record) {
+  // The root's other deviants keep reading what they read so far.
+  if (d.getDeviantId() == 0)
+    for (SavedState& entry : record) entry.object->deviant_commitTransientState(d);
+  for (auto it = record.rbegin(); it != record.rend(); ++it) {
+    NSInterface::ObjectIntf* current = it->object->deviant_getCopyOfDeviation(d);
+    it->object->internal_setDeviation(d, it->state);
+    it->state = current;
+  }
+  if (d.getDeviantId() == 0)
+    for (SavedState& entry : record) refreshRootObject(entry.object);
+}
+
+void ModelImpl::undo(Deviant d) {
+  DeviantData* data = deviationOf(this, d, __LINE__);
+  if (data->transaction) raise(kDeviantSource, __LINE__, "cannot undo within a transaction");
+  if (!canUndo(d)) raise(kDeviantSource, __LINE__, "nothing to undo in this deviant");
+  UndoRecord record = std::move(data->tables->undo.back());
+  data->tables->undo.pop_back();
+  exchange(d, record);
+  data->tables->redo.push_back(std::move(record));
+}
+
+void ModelImpl::redo(Deviant d) {
+  DeviantData* data = deviationOf(this, d, __LINE__);
+  if (data->transaction) raise(kDeviantSource, __LINE__, "cannot redo within a transaction");
+  if (!canRedo(d)) raise(kDeviantSource, __LINE__, "nothing to redo in this deviant");
+  UndoRecord record = std::move(data->tables->redo.back());
+  data->tables->redo.pop_back();
+  exchange(d, record);
+  data->tables->undo.push_back(std::move(record));
+}
+
+bool ModelImpl::canUndo(Deviant d) const {
+  const DeviantData* data = d.data();
+  return d.isValid() && data->model == this && data->tables && !data->tables->undo.empty();
+}
+
+bool ModelImpl::canRedo(Deviant d) const {
+  const DeviantData* data = d.data();
+  return d.isValid() && data->model == this && data->tables && !data->tables->redo.empty();
+}
+
 void ModelImpl::destroyModel() {
   if (fDestroyed) return;
   // Keep every element alive while the model lets go of it, so that no destructor
@@ -262,15 +412,10 @@ void ModelImpl::destroyModel() {
   for (auto* o : objects) o->incRef();
   for (auto* o : objects) o->deviant_markModelDestroyed();
   for (DeviantData* d : fDeviants) {
-    if (DeviantTables* t = d->tables) {
-      for (auto& [object, state] : t->states)
-        const_cast<NSInterface::ClassObjectIntf*>(object)->deviant_destroyState(state);
-      for (auto& [object, state] : t->saved)
-        const_cast<NSInterface::ClassObjectIntf*>(object)->deviant_destroyState(state);
-      delete t;
-      d->tables = nullptr;
-    }
+    delete std::exchange(d->tables, nullptr);
+    d->transaction = false;
     d->valid = false;
+    d->refresh();
     d->model = nullptr;
   }
   fRootObjects.sequence()->generic_clear(Deviant(fRoot));
@@ -294,6 +439,71 @@ ImmutableModel::ImmutableModel(const NSInterface::ModelIntf* p, Deviant d)
 Model NSInterface::FactoryIntf::createNewModel() {
   auto* model = new detail::ModelImpl();
   return Model(model, model->getRootDeviant());
+}
+
+Transaction::Transaction(const ImmutableModel& model)
+    : fModel(const_cast<NSInterface::ModelIntf*>(model.get()), model.getDeviant()),
+      fDeviant(model.getDeviant()) {
+  if (model.isNull()) raiseNullRef();
+  detail::DeviantData* data = fDeviant.data();
+  if (!fDeviant.isValid())
+    raise(kDeviantSource, __LINE__, "object accessed after its deviant has been removed");
+  if (data->transaction)
+    raise(kDeviantSource, __LINE__, "a transaction is already open in this deviant");
+  data->transaction = true;
+  data->refresh();
+  fOpen = true;
+}
+
+Transaction::~Transaction() {
+  if (fOpen) abandon();
+}
+
+namespace {
+// Ends the open transaction of data and hands over what it saved.
+detail::UndoRecord endTransaction(detail::DeviantData* data) {
+  data->transaction = false;
+  data->refresh();
+  detail::UndoRecord record;
+  if (detail::DeviantTables* t = data->tables) {
+    record = std::move(t->saved);
+    t->saved.clear();
+    t->savedAt.clear();
+  }
+  return record;
+}
+}  // namespace
+
+void Transaction::commit() {
+  if (!fOpen) raise(kDeviantSource, __LINE__, "the transaction has already ended");
+  fOpen = false;
+  if (!fDeviant.isValid()) return;
+  detail::DeviantData* data = fDeviant.data();
+  // Other deviants read the saved states until the root commits; then they get them.
+  if (data->id == 0 && data->tables)
+    for (const detail::SavedState& entry : data->tables->saved)
+      entry.object->deviant_commitTransientState(fDeviant);
+  detail::UndoRecord record = endTransaction(data);
+  if (record.empty()) return;
+  for (detail::UndoRecord& r : data->tables->redo) detail::releaseRecord(r);
+  data->tables->redo.clear();
+  data->tables->undo.push_back(std::move(record));
+}
+
+void Transaction::abandon() {
+  if (!fOpen) return;
+  fOpen = false;
+  if (!fDeviant.isValid()) return;
+  detail::DeviantData* data = fDeviant.data();
+  detail::UndoRecord record = endTransaction(data);
+  for (auto it = record.rbegin(); it != record.rend(); ++it) {
+    it->object->internal_setDeviation(fDeviant, it->state);
+    it->state = nullptr;
+  }
+  if (data->id == 0)
+    for (const detail::SavedState& entry : record)
+      static_cast<detail::ModelImpl*>(data->model)->refreshRootObject(entry.object);
+  detail::releaseRecord(record);
 }
 
 namespace {

@@ -10,12 +10,29 @@
 
 namespace Kelpa::detail {
 
-struct DeviantTables {
-  std::unordered_map<const NSInterface::ClassObjectIntf*, NSInterface::ObjectIntf*> states;
-  std::unordered_map<const NSInterface::ClassObjectIntf*, NSInterface::ObjectIntf*> saved;
-  std::unordered_set<const NSInterface::ClassObjectIntf*> created;
-  bool withinTransaction = false;
+// One object's state kept aside: an old state saved in a transaction, or a state of an
+// undo or redo record. The entry counts the object and owns the state.
+struct SavedState {
+  NSInterface::ClassObjectIntf* object;
+  NSInterface::ObjectIntf* state;
 };
+using UndoRecord = std::vector<SavedState>;
+
+// What a deviant keeps besides its word. A state in states or in a record belongs to
+// the table, and every object with an entry is counted by it, so that an element only
+// a deviant still knows stays alive while it does.
+struct DeviantTables {
+  ~DeviantTables();  // releases every state and object
+  std::unordered_map<const NSInterface::ClassObjectIntf*, NSInterface::ObjectIntf*> states;
+  // The old states saved in the open transaction, in the order they were saved.
+  UndoRecord saved;
+  std::unordered_map<const NSInterface::ClassObjectIntf*, std::size_t> savedAt;
+  std::vector<UndoRecord> undo;
+  std::vector<UndoRecord> redo;
+};
+
+// Releases the states and objects of a record.
+void releaseRecord(UndoRecord& record) noexcept;
 
 // A new deviant record; records live as long as the process, so that a deviant word
 // of a removed deviant or a destroyed model stays answerable.
@@ -64,15 +81,28 @@ class ModelImpl final : public NSInterface::ModelIntf {
   std::size_t numberOfObjects() const override { return fObjectCount; }
   void destroyModel() override;
 
+  Deviant createDeviant(bool undo) override;
+  void removeDeviant(Deviant d) override;
+  void undo(Deviant d) override;
+  void redo(Deviant d) override;
+  bool canUndo(Deviant d) const override;
+  bool canRedo(Deviant d) const override;
+
   void addObject(NSInterface::ClassObjectIntf* object);
   void removeObject(NSInterface::ClassObjectIntf* object);
   const std::vector<DeviantData*>& deviants() const { return fDeviants; }
+  // An element of the root deviant is one of the root objects exactly when it exists
+  // there and has no container; after states were put back wholesale, this says so again.
+  void refreshRootObject(NSInterface::ClassObjectIntf* object);
 
  private:
   DeviantData* fRoot;
   int fRefCount = 0;
   bool fDestroyed = false;
   std::vector<DeviantData*> fDeviants;  // the root first
+  std::uint32_t fLastDeviantId = 0;
+  // Puts the states of a record back and keeps the ones they replace in it instead.
+  void exchange(Deviant d, UndoRecord& record);
   std::int32_t fLastId = 0;
   // Elements by id: ids from nextObjectId are dense and index a vector, others go to a
   // map. An element is entered before it gets its id: it waits in fPending (creation

@@ -26,6 +26,12 @@ struct DeviantData {
   bool valid = true;
   bool writable = true;
   bool undo = false;            // has an undo stack
+  bool transaction = false;     // a transaction is open
+  bool shared = false;          // the root deviant of a model that has deviations
+  // A write in this deviant may go straight to an element's root state: the deviant
+  // is valid and writable, no transaction is open, and no deviation reads the root.
+  bool direct = true;
+  void refresh() noexcept { direct = valid && writable && !transaction && !shared; }
   DeviantData* root = nullptr;  // itself for a root deviant
   NSInterface::ModelIntf* model = nullptr;
   DeviantTables* tables = nullptr;  // null until a non-root deviant stores a state

@@ -56,6 +56,9 @@ class DeviationsCore {
   NSInterface::ObjectIntf* copyOfDeviation(const ElementOps& ops, Deviant d);
   // The model is gone: the root state is deleted and replaced by ModelDestroyed.
   void markModelDestroyed();
+  // The root deviant d commits: every deviant that still read the root's state of the
+  // object gets its own copy of what it read.
+  void commitTransientState(const ElementOps& ops, Deviant d);
   // Deletes a real root state; for the identity's destructor.
   void deleteRootState() noexcept;
 
@@ -67,6 +70,7 @@ class DeviationsCore {
   NSInterface::ObjectIntf* slotOf(Deviant d) const;
   void storeSlot(Deviant d, NSInterface::ObjectIntf* value);
   void checkEntry(Deviant& d, Deviant root) const;
+  void shareRootState(const ElementOps& ops, Deviant d);
 };
 
 template <class Intf>
@@ -82,8 +86,7 @@ class Deviations : public DeviationsCore {
   }
   // The state to write in d, copied from the root on the first write in a deviant.
   Intf* writeState(const ElementOps& ops, Deviant d, Deviant root) {
-    if (d == root && Deviant::isRealState(rootState) && d.isValid() && d.isWritable() &&
-        !d.data()->undo)
+    if (d == root && Deviant::isRealState(rootState) && d.data()->direct)
       return primary_cast<Intf>(rootState);
     return asIntf(writeStateSlow(ops, d, root));
   }

@@ -116,7 +116,9 @@ class ElementIdentity : public Intf {
     fDeviations.markModelDestroyed();
     fRootDeviant = Deviant();
   }
-  void deviant_commitTransientState(Deviant) override {}
+  void deviant_commitTransientState(Deviant d) override {
+    if (d.getDeviantId() == 0) fDeviations.commitTransientState(Ops, d);
+  }
   NSInterface::ObjectIntf* deviant_getCopyOfDeviation(Deviant d) override {
     return fDeviations.copyOfDeviation(Ops, d);
   }

@@ -29,7 +29,46 @@ class ModelIntf : public ClassObjectIntf {
   // own references are released and its deviants become invalid. The model object
   // is freed with the last handle on it.
   virtual void destroyModel() = 0;
+
+  // Deviants. A deviation is an alternative state of the model's elements: it reads the
+  // root's state of an element until its first write of it, and from then on its own.
+  // With undo, its committed transactions can be undone and redone.
+  virtual Deviant createDeviant(bool undo = true) = 0;
+  // The deviation and its states are gone; any access through it raises.
+  virtual void removeDeviant(Deviant d) = 0;
+  // Steps d back over its last committed transaction, and forward again.
+  virtual void undo(Deviant d) = 0;
+  virtual void redo(Deviant d) = 0;
+  virtual bool canUndo(Deviant d) const = 0;
+  virtual bool canRedo(Deviant d) const = 0;
 };
+
+}  // namespace NSInterface
+
+// A transaction on the deviant of a model handle (a handle moved to a deviation with
+// setDeviant begins one there). Writes between its start and commit() are one step of
+// the deviant's undo stack. Destroyed without commit(), it is abandoned: every element
+// it changed is put back as it was, both ends of every association included.
+class Transaction {
+ public:
+  explicit Transaction(const ImmutableModel& model);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  void commit();
+  // Puts back what the transaction changed and ends it.
+  void abandon();
+  bool isOpen() const noexcept { return fOpen; }
+  Deviant getDeviant() const noexcept { return fDeviant; }
+
+ private:
+  Model fModel;
+  Deviant fDeviant;
+  bool fOpen = false;
+};
+
+namespace NSInterface {
 
 class FactoryIntf {
  public:

@@ -230,7 +230,8 @@ Handle createElement(const Kelpa::Model& model, const Kelpa::Integer& id) {
                                    d);
   model->bindObjectId(d, asClassObject, id);
   asClassObject->setModelKelpa(d, model);
-  model->getRootObjects(d).push_back(asClassObject);
+  // The model's root objects are the root deviant's, as containment keeps them.
+  if (d.getDeviantId() == 0) model->getRootObjects(d).push_back(asClassObject);
   return result;
 }
 
