@@ -178,16 +178,20 @@ Sequence<ClassObject> ClassObjectIntf::getContaineeKelpasWithoutAssociation(Devi
   return Sequence<ClassObject>(getAppliedStereotypeInstancesWithoutAssociation(d).get(), d);
 }
 
+const ClassObjectIntf* ClassObjectIntf::sparseState(Deviant d, bool write) const {
+  return write ? writeStateOrRaise(d)->sparseKey() : readStateOrRaise(d)->sparseKey();
+}
+
 // The external id lives in the sparse map under the state, so that each deviant's
 // state has its own.
 bool ClassObjectIntf::hasExternalId(Deviant d) const {
-  return externalIds().count(readStateOrRaise(d)->sparseKey()) != 0;
+  return externalIds().count(sparseState(d, false)) != 0;
 }
 void ClassObjectIntf::removeExternalId(Deviant d) {
-  externalIds().erase(writeStateOrRaise(d)->sparseKey());
+  externalIds().erase(sparseState(d, true));
 }
 void ClassObjectIntf::setExternalId(Deviant d, const Kelpa::String& id) {
-  const ClassObjectIntf* key = writeStateOrRaise(d)->sparseKey();
+  const ClassObjectIntf* key = sparseState(d, true);
   if (id.empty())
     externalIds().erase(key);
   else
@@ -195,35 +199,35 @@ void ClassObjectIntf::setExternalId(Deviant d, const Kelpa::String& id) {
 }
 Kelpa::String ClassObjectIntf::getExternalId(Deviant d) const {
   auto& map = externalIds();
-  auto it = map.find(readStateOrRaise(d)->sparseKey());
+  auto it = map.find(sparseState(d, false));
   return it == map.end() ? Kelpa::String() : it->second;
 }
 
 bool ClassObjectIntf::hasAppliedStereotypeInstances(Deviant d) const {
-  return hasEntries(stereotypes(), readStateOrRaise(d)->sparseKey());
+  return hasEntries(stereotypes(), sparseState(d, false));
 }
 Sequence<StereotypeObject> ClassObjectIntf::getAppliedStereotypeInstances(Deviant d) {
-  return Sequence<StereotypeObject>(entryOf(stereotypes(), readStateOrRaise(d)->sparseKey()), d);
+  return Sequence<StereotypeObject>(entryOf(stereotypes(), sparseState(d, false)), d);
 }
 Sequence<StereotypeObject> ClassObjectIntf::getAppliedStereotypeInstancesWithoutAssociation(
     Deviant d) const {
-  return Sequence<StereotypeObject>(entryOf(stereotypes(), readStateOrRaise(d)->sparseKey()), d);
+  return Sequence<StereotypeObject>(entryOf(stereotypes(), sparseState(d, false)), d);
 }
 
 bool ClassObjectIntf::hasExternalToolInfos(Deviant d) const {
-  return hasEntries(toolInfos(), readStateOrRaise(d)->sparseKey());
+  return hasEntries(toolInfos(), sparseState(d, false));
 }
 Sequence<ExternalToolInfo> ClassObjectIntf::getExternalToolInfos(Deviant d) {
-  return Sequence<ExternalToolInfo>(entryOf(toolInfos(), readStateOrRaise(d)->sparseKey()), d);
+  return Sequence<ExternalToolInfo>(entryOf(toolInfos(), sparseState(d, false)), d);
 }
 Sequence<ExternalToolInfo> ClassObjectIntf::getExternalToolInfosWithoutAssociation(
     Deviant d) const {
-  return Sequence<ExternalToolInfo>(entryOf(toolInfos(), readStateOrRaise(d)->sparseKey()), d);
+  return Sequence<ExternalToolInfo>(entryOf(toolInfos(), sparseState(d, false)), d);
 }
 
 ExternalToolInfo ClassObjectIntf::getExternalToolInfo(Deviant d, const Kelpa::String& tool) const {
   auto& map = toolInfos();
-  auto it = map.find(readStateOrRaise(d)->sparseKey());
+  auto it = map.find(sparseState(d, false));
   if (it != map.end()) {
     for (int i = 0; i < it->second->size(); ++i)
       if (it->second->valueAt(i).getToolName() == tool) return it->second->valueAt(i);
@@ -233,7 +237,7 @@ ExternalToolInfo ClassObjectIntf::getExternalToolInfo(Deviant d, const Kelpa::St
 
 // One info per tool: a new info of a tool replaces the one it had.
 void ClassObjectIntf::setExternalToolInfo(Deviant d, const ExternalToolInfo& info) {
-  ToolInfos* infos = entryOf(toolInfos(), writeStateOrRaise(d)->sparseKey());
+  ToolInfos* infos = entryOf(toolInfos(), sparseState(d, true));
   for (int i = 0; i < infos->size(); ++i) {
     if (infos->valueAt(i).getToolName() == info.getToolName()) {
       infos->erase(ExternalToolInfo(infos->valueAt(i)));
@@ -245,7 +249,7 @@ void ClassObjectIntf::setExternalToolInfo(Deviant d, const ExternalToolInfo& inf
 
 void ClassObjectIntf::removeExternalToolInfo(Deviant d, const ExternalToolInfo& info) {
   auto& map = toolInfos();
-  auto it = map.find(writeStateOrRaise(d)->sparseKey());
+  auto it = map.find(sparseState(d, true));
   if (it != map.end()) it->second->erase(info);
 }
 
@@ -271,6 +275,17 @@ void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept {
   externalIds().erase(state);
   eraseEntry(toolInfos(), state);
   eraseEntry(stereotypes(), state);
+}
+
+void copySparseEntries(const NSInterface::ClassObjectIntf* from,
+                       const NSInterface::ClassObjectIntf* to) {
+  eraseSparseEntries(to);
+  auto& ids = externalIds();
+  if (auto it = ids.find(from); it != ids.end()) ids[to] = it->second;
+  if (auto it = toolInfos().find(from); it != toolInfos().end())
+    toolInfos()[to] = new ToolInfos(*it->second);
+  if (auto it = stereotypes().find(from); it != stereotypes().end())
+    stereotypes()[to] = new Stereotypes(*it->second);
 }
 
 std::size_t externalIdCount() {

@@ -244,6 +244,48 @@ TEST_F(Deviants, ACommitOfTheRootEndsItsWalkAtADeviationOnFallbackInATransaction
   EXPECT_EQ(body(note, d1), "old");
 }
 
+// The operations on one element's slots, as the kernel calls them.
+TEST_F(Deviants, SlotsAndStatesAnswerForThemselves) {
+  const Comment note = Comment::create(model);
+  note->setBody(root, String("text"));
+  note->setExternalId(root, Kelpa::String("_id1"));
+  const Deviant d = model->createDeviant();
+
+  EXPECT_EQ(note->deviant_getCopyOfDeviation(d), nullptr);  // no state of its own: no copy
+  EXPECT_EQ(note->internal_createDeviation(root), nullptr);  // it has one in the root
+  note->internal_setDeviation(d, Deviant::FallbackToRoot);
+  EXPECT_EQ(note->internal_getDeviation(d), Deviant::FallbackToRoot);
+  EXPECT_EQ(body(note, d), "text");
+
+  // The first write copies the whole state, the sparse external id included.
+  note->setBody(d, String("changed"));
+  EXPECT_EQ(note->getExternalId(d).str(), "_id1");
+  note->setExternalId(d, Kelpa::String("_id2"));
+  EXPECT_EQ(note->getExternalId(root).str(), "_id1");
+
+  // A state answers its sparse properties from its own entries, and is no element.
+  Kelpa::NSInterface::ObjectIntf* state = note->internal_getDeviation(d);
+  auto* asElement = Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(state);
+  ASSERT_NE(asElement, nullptr);
+  EXPECT_TRUE(asElement->hasExternalId(d));
+  EXPECT_EQ(asElement->getExternalId(d).str(), "_id2");
+  EXPECT_FALSE(asElement->hasAppliedStereotypeInstances(d));
+  EXPECT_FALSE(asElement->hasExternalToolInfos(d));
+  EXPECT_FALSE(asElement->deviant_isValid(d));
+  EXPECT_FALSE(asElement->deviant_isValid(root));
+
+  // Destroyed in d, then made again there: default values.
+  note->internal_destroyDeviation(d);
+  EXPECT_EQ(note->internal_getDeviation(d), Deviant::InvalidObject);
+  EXPECT_FALSE(note->deviant_isValid(d));
+  EXPECT_NE(note->internal_createDeviation(d), nullptr);
+  EXPECT_FALSE(note->hasBody(d));
+  EXPECT_FALSE(note->hasExternalId(d));
+  // Emptied, the slot reads the root again.
+  note->internal_setDeviation(d, nullptr);
+  EXPECT_EQ(body(note, d), "text");
+}
+
 TEST_F(Deviants, RemovedAndReadOnlyDeviantsRefuseAccess) {
   const Comment note = Comment::create(model);
   const Package package = Package::create(model);

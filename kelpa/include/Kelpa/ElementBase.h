@@ -28,6 +28,9 @@ namespace detail {
 [[noreturn, gnu::cold]] void raiseNoState(const void* slot);
 // Erases the sparse entries of a dying state.
 void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept;
+// Gives to the entries of from in the sparse maps, in place of its own.
+void copySparseEntries(const NSInterface::ClassObjectIntf* from,
+                       const NSInterface::ClassObjectIntf* to);
 // Number of entries in the process-wide external id map.
 std::size_t externalIdCount();
 // Number of entries in the two sparse sequence maps.
@@ -205,6 +208,7 @@ class ElementState : public Intf {
   Object getEmptyValue() override { return Object(); }
   // A state is no element of its own.
   MetaHandle<NSInterface::ClassIntf> getMetaClass() const override { return {}; }
+  bool deviant_isValid(Deviant) const override { return false; }
 
   bool hasId() const override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
   void removeId() override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
@@ -235,6 +239,11 @@ class ElementState : public Intf {
   void setOnlyContainerKelpa(Deviant d, const ClassObject& c) override { setContainerKelpa(d, c); }
 
  protected:
+  // A state answers its sparse properties from its own entries.
+  const NSInterface::ClassObjectIntf* sparseState(Deviant, bool) const override {
+    return primary_cast<NSInterface::ClassObjectIntf>(this);
+  }
+
   // The presence bits of the state's optional single values, in member order, the
   // container's at Ops.containerBit. As the first member they sit in the padding behind
   // the base's flag and take no room of their own.
@@ -258,6 +267,8 @@ class ElementState : public Intf {
     fModel = other.fModel;
     setContainerPtr(other.fContainer);
     fPresent = other.fPresent;
+    detail::copySparseEntries(primary_cast<NSInterface::ClassObjectIntf>(&other),
+                              primary_cast<NSInterface::ClassObjectIntf>(this));
   }
 
   NSInterface::ModelIntf* fModel = nullptr;

@@ -140,6 +140,9 @@ class ClassObjectIntf : public ObjectIntf {
   // state cannot be read through.
   ClassObjectIntf* readStateOrRaise(Deviant d) const;
   ClassObjectIntf* writeStateOrRaise(Deviant d) const;
+  // The state whose entries of the sparse maps the sparse properties read or write: the
+  // resolved state of an element, a state itself.
+  virtual const ClassObjectIntf* sparseState(Deviant d, bool write) const;
 };
 
 // An instance of a stereotype applied to an element.
