@@ -224,6 +224,71 @@ void consistency() {
   model->destroyModel();
 }
 
+// Deviants: a what-if beside the model, transactions that are abandoned or committed,
+// and undo and redo.
+void whatIf() {
+  section("A what-if in a deviation, transactions, undo and redo");
+  Kelpa::Model model = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  const Kelpa::Deviant root = model.getDeviant();
+  auto named = [&](auto element, const char* name) {
+    element->setName(root, zorbel::String(name));
+    return element;
+  };
+  zorbel::Class customer = named(zorbel::Class::create(model), "Customer");
+  zorbel::Class order = named(zorbel::Class::create(model), "Order");
+  zorbel::Class invoice = named(zorbel::Class::create(model), "Invoice");
+  zorbel::Property buyer = named(zorbel::Property::create(model), "buyer");
+  order->getZorbel_Class_OwnedAttributes(root).push_back(buyer);
+  zorbel::Association places = named(zorbel::Association::create(model), "places");
+  places->getMemberEnds(root).push_back(buyer);
+
+  const Kelpa::Deviant whatIf = model->createDeviant();
+  auto show = [&](const char* when) {
+    std::cout << when << "\n";
+    for (const auto& [label, d] : {std::pair{"  root   ", root}, std::pair{"  what-if", whatIf}}) {
+      std::cout << label << ": classes " << customer->getName(d).to_string() << ", "
+                << order->getName(d).to_string() << ", " << invoice->getName(d).to_string()
+                << "; buyer belongs to " << buyer->getClass(d)->getName(d).to_string()
+                << ", association " << places->getName(d).to_string() << " has "
+                << places->getMemberEnds(d).size() << " end(s)\n";
+    }
+  };
+  show("a deviation reads the root until it writes:");
+
+  // In the deviation: rename two classes and move the association's end to Invoice.
+  customer->setName(whatIf, zorbel::String("Client"));
+  order->setName(whatIf, zorbel::String("PurchaseOrder"));
+  invoice->getZorbel_Class_OwnedAttributes(whatIf).push_back(buyer);
+  places->getMemberEnds(whatIf).remove(buyer);
+  show("after the what-if's own changes, the root is unchanged:");
+
+  // A root change: the deviation keeps its snapshot.
+  invoice->setName(root, zorbel::String("Bill"));
+  show("after the root renamed Invoice, the what-if still sees its snapshot:");
+
+  {
+    Kelpa::Transaction t(model);
+    order->setName(root, zorbel::String("Scrapped"));
+    places->destroy(root);
+    std::cout << "within a transaction the root renamed Order to "
+              << order->getName(root).to_string() << " and destroyed the association\n";
+  }  // not committed: abandoned
+  show("the transaction was abandoned:");
+
+  {
+    Kelpa::Transaction t(model);
+    customer->setName(root, zorbel::String("Buyer"));
+    invoice->getZorbel_Class_OwnedAttributes(root).push_back(buyer);
+    t.commit();
+  }
+  show("a committed transaction renamed Customer and moved buyer to Bill:");
+  model->undo(root);
+  show("undone:");
+  model->redo(root);
+  show("redone:");
+  model->destroyModel();
+}
+
 // Any element, knowing nothing of its class: its metaclass and every property that has a
 // value, found by reflection alone.
 void describe(const Kelpa::ImmutableClassObject& element) {
@@ -285,6 +350,7 @@ int main() {
   comments();
   classModel();
   consistency();
+  whatIf();
   values();
   enumerations();
   genericWalk();
