@@ -67,7 +67,8 @@ void collectStereotypes(ClassObjectIntf* element, Deviant d, std::vector<ClassOb
 void unlinkFrom(ClassObjectIntf* partner, Deviant d, const EndRef& opposite, const ClassObject& self) {
   if (opposite.multi) {
     opposite.record->getOnlyMultiValued(partner, d, opposite.index).remove(self);
-  } else if (opposite.record->getSingleValued(partner, d, opposite.index).get() == self.get()) {
+  } else if (detail::sameElement(opposite.record->getSingleValued(partner, d, opposite.index).get(),
+                         self.get())) {
     opposite.record->removeOnlySingleValued(partner, d, opposite.index);
   }
 }
@@ -132,7 +133,7 @@ void detachFromContainer(ClassObjectIntf* element, Deviant d) {
       end.record->getMultiValued(writeStateOf(c, d), d, end.index).get()->generic_eraseAt(d, at);
       return;
     }
-    if (end.record->getSingleValued(state, d, end.index).get() == asObject.get()) {
+    if (detail::sameElement(end.record->getSingleValued(state, d, end.index).get(), asObject.get())) {
       end.record->removeSingleValued(writeStateOf(c, d), d, end.index);
       return;
     }

@@ -294,7 +294,8 @@ void GenericAssociationSequence::unlinkOpposite(const Object& element) {
     // A composite's element may have moved on already: only an end that still points here
     // is cleared.
     if (!fComposite ||
-        fOpposite.record->getSingleValued(partner, d, fOpposite.index).get() == fThis.get())
+        detail::sameElement(fOpposite.record->getSingleValued(partner, d, fOpposite.index).get(),
+                    fThis.get()))
       fOpposite.record->removeOnlySingleValued(partner, d, fOpposite.index);
   } else {
     fOpposite.record->getOnlyMultiValued(partner, d, fOpposite.index).remove(fThis);
@@ -307,8 +308,12 @@ void GenericAssociationSequence::generic_insert(const Deviant& d, int index, con
   if (index < 0 || index > n) failIndex(index);
   if (view->generic_contains(value)) return;
   auto* element = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
-  if (element && element->deviant_isValid(d))
-    detail::refuseCrossModel(fThis.getDeviant(), d, "kelpa/kernel/containers/sequence/GenericAssociationSequence", __LINE__);
+  // An element destroyed in d is no partner: refused as a null one, before any change.
+  if (element && !element->deviant_isValid(d))
+    MultiIndexImplForRefsHelper::raiseNullObject(getTypeName().c_str());
+  if (element)
+    detail::refuseCrossModel(fThis.getDeviant(), value.getDeviant(),
+                             "kelpa/kernel/containers/sequence/GenericAssociationSequence", __LINE__);
   // An element of the wrong type is refused by the stored sequence before any change.
   if (!element || !view->generic_accepts(value)) {
     view->generic_insert(d, index, value);
@@ -617,7 +622,7 @@ void GenericPropertyToSequenceProxy::generic_insert(const Deviant&, int index,
   const Object v = current();
   const int size = v.isNull() ? 0 : 1;
   if (index < 0 || index > size) failIndex(index);
-  if (v.get() == value.get()) return;
+  if (detail::sameElement(v.get(), value.get())) return;
   if (size == 1) fail(kViewSource, __LINE__, "sequence index out of bounds");
   fRecord->setOnlySingleValued(fObject.get(), fObject.getDeviant(), fIndex, value);
 }
@@ -633,7 +638,7 @@ bool GenericPropertyToSequenceProxy::generic_accepts(const Object& value) const 
 
 int GenericPropertyToSequenceProxy::generic_indexOf(const Object& value) const {
   const Object v = current();
-  return !v.isNull() && v.get() == value.get() ? 0 : -1;
+  return !v.isNull() && detail::sameElement(v.get(), value.get()) ? 0 : -1;
 }
 
 // ---------------------------------------------------------------- proxies

@@ -73,6 +73,16 @@ struct ContainerEnd {
 
 namespace detail {
 
+// Whether a and b are the same element. A handle holds the object as its own interface,
+// and an element whose class has several bases is another address as each of them (a
+// Package as Namespace, an Association as Classifier): elements are compared as their
+// ClassObjectIntf.
+inline bool sameElement(const NSInterface::ObjectIntf* a, const NSInterface::ObjectIntf* b) {
+  if (a == b) return true;
+  if (!a || !b) return false;
+  return castTo<NSInterface::ClassObjectIntf>(a) == castTo<NSInterface::ClassObjectIntf>(b);
+}
+
 // Raises "Cross-model bi-directional associations are currently disallowed!" at path if
 // partner is a deviant of another model than writer's.
 void refuseCrossModel(Deviant writer, Deviant partner, const char* path, int line);
