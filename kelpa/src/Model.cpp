@@ -70,6 +70,19 @@ void releaseRecord(UndoRecord& record) noexcept {
   record.clear();
 }
 
+void keepRootReadings(Deviant d, const NSInterface::ClassObjectIntf* object,
+                      const std::function<NSInterface::ObjectIntf*()>& make) {
+  DeviantTables* t = d.data() ? d.data()->tables : nullptr;
+  if (!t) return;
+  if (auto at = t->savedAt.find(object); at != t->savedAt.end() && !t->saved[at->second].state)
+    t->saved[at->second].state = make();
+  if (!t->readsRoot.contains(object)) return;
+  for (auto* records : {&t->undo, &t->redo})
+    for (UndoRecord& record : *records)
+      for (SavedState& entry : record)
+        if (entry.object == object && !entry.state) entry.state = make();
+}
+
 DeviantTables::~DeviantTables() {
   releaseRecord(saved);
   for (UndoRecord& r : undo) releaseRecord(r);
@@ -367,6 +380,7 @@ void ModelImpl::exchange(Deviant d, UndoRecord& record) {
     NSInterface::ObjectIntf* current = it->object->deviant_getCopyOfDeviation(d);
     it->object->internal_setDeviation(d, it->state);
     it->state = current;
+    if (!current && d.getDeviantId() != 0) d.data()->tables->readsRoot.insert(it->object);
   }
   if (d.getDeviantId() == 0)
     for (SavedState& entry : record) refreshRootObject(entry.object);
@@ -485,6 +499,9 @@ void Transaction::commit() {
       entry.object->deviant_commitTransientState(fDeviant);
   detail::UndoRecord record = endTransaction(data);
   if (record.empty()) return;
+  if (data->id != 0)
+    for (const detail::SavedState& entry : record)
+      if (!entry.state) data->tables->readsRoot.insert(entry.object);
   for (detail::UndoRecord& r : data->tables->redo) detail::releaseRecord(r);
   data->tables->redo.clear();
   data->tables->undo.push_back(std::move(record));

@@ -29,7 +29,17 @@ struct DeviantTables {
   std::unordered_map<const NSInterface::ClassObjectIntf*, std::size_t> savedAt;
   std::vector<UndoRecord> undo;
   std::vector<UndoRecord> redo;
+  // Objects that an undo or redo record may hold as a null state, that is, read from the
+  // root: a filter for keepRootReadings, never thinned.
+  std::unordered_set<const NSInterface::ClassObjectIntf*> readsRoot;
 };
+
+// The root is about to change object: each entry of d's open transaction and of its undo
+// and redo records that holds object as a null state (d read the root's state there) gets
+// a state of its own from make, so that abandoning, undoing or redoing brings back what d
+// read and not the root as it will be.
+void keepRootReadings(Deviant d, const NSInterface::ClassObjectIntf* object,
+                      const std::function<NSInterface::ObjectIntf*()>& make);
 
 // Releases the states and objects of a record.
 void releaseRecord(UndoRecord& record) noexcept;
