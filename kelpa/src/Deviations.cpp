@@ -4,6 +4,8 @@
 
 #include <Kelpa/Asserter.h>
 
+#include "ModelImpl.h"
+
 namespace Kelpa {
 
 namespace {
@@ -172,6 +174,9 @@ void DeviationsCore::commitTransientState(const ElementOps& ops, Deviant d) {
       other.saveOldStateOfObject(object, Deviant::isRealState(old) ? ops.copy(old) : old);
       return;
     }
+    // What the deviant's transaction and history saved as read from the root was old.
+    detail::keepRootReadings(other, object,
+                             [&] { return Deviant::isRealState(old) ? ops.copy(old) : old; });
     ObjectIntf* slot = castState(ops, slotOf(other));
     if (slot && slot != Deviant::FallbackToRoot) continue;
     storeSlot(other, Deviant::isRealState(old) ? ops.copy(old) : old);
@@ -183,10 +188,13 @@ void DeviationsCore::destroyState(const ElementOps& ops, ObjectIntf* state) {
   if (Deviant::isRealState(s)) delete s;
 }
 
+// The caller owns the copy: a fresh state given the values of the one in d.
 ObjectIntf* DeviationsCore::copyOfDeviation(const ElementOps& ops, Deviant d) {
   ObjectIntf* s = stateIn(ops, d);
   if (!Deviant::isRealState(s)) return s;
-  return ops.copy(s);
+  ObjectIntf* copy = ops.create();
+  copy->internal_deviationAssign(d, s, d);
+  return copy;
 }
 
 void DeviationsCore::markModelDestroyed() {

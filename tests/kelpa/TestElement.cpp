@@ -83,6 +83,9 @@ const Kelpa::ElementOps kNoteOps{
       return static_cast<Kelpa::NSInterface::ObjectIntf*>(
           new NoteState(*static_cast<const NoteState*>(s)));
     },
+    [](Kelpa::NSInterface::ObjectIntf* to, const Kelpa::NSInterface::ObjectIntf* from) {
+      *static_cast<NoteState*>(to) = *static_cast<const NoteState*>(from);
+    },
     "test.Note",
     "test.ImmutableNote",
     "test/NoteImpl",

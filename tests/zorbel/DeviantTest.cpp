@@ -274,6 +274,19 @@ TEST_F(Deviants, SlotsAndStatesAnswerForThemselves) {
   EXPECT_FALSE(asElement->deviant_isValid(d));
   EXPECT_FALSE(asElement->deviant_isValid(root));
 
+  // Assignment makes one state equal to another, releasing what the source lacks.
+  const Package holder = Package::create(in(d));
+  holder->getOwnedComments(d).push_back(note);
+  const int counted = holder->numRef();
+  Kelpa::NSInterface::ObjectIntf* copy = note->deviant_getCopyOfDeviation(d);
+  EXPECT_EQ(holder->numRef(), counted + 1);  // the copy holds its container too
+  Kelpa::NSInterface::ObjectIntf* fresh = note->deviant_getCopyOfDeviation(root);
+  ASSERT_NE(fresh, nullptr);
+  copy->internal_deviationAssign(d, fresh, root);  // the root's state has no container
+  EXPECT_EQ(holder->numRef(), counted);
+  note->deviant_destroyState(copy);
+  note->deviant_destroyState(fresh);
+
   // Destroyed in d, then made again there: default values.
   note->internal_destroyDeviation(d);
   EXPECT_EQ(note->internal_getDeviation(d), Deviant::InvalidObject);

@@ -209,6 +209,15 @@ class ElementState : public Intf {
   // A state is no element of its own.
   MetaHandle<NSInterface::ClassIntf> getMetaClass() const override { return {}; }
   bool deviant_isValid(Deviant) const override { return false; }
+  // Makes this state equal to source, a state of the same class; what is equal stays.
+  // Plain storage: no opposite end is written and no deviant is asked.
+  void internal_deviationAssign(Deviant, NSInterface::ObjectIntf* source, Deviant) override {
+    if (!source) return;
+    ReferenceCountingIntf* s = source->cast(Ops.stateTag());
+    if (s)
+      Ops.assign(primary_cast<NSInterface::ObjectIntf>(this),
+                 primary_cast<NSInterface::ObjectIntf>(s));
+  }
 
   bool hasId() const override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
   void removeId() override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
