@@ -159,6 +159,7 @@ void DeviationsCore::shareRootState(const ElementOps& ops, Deviant d) {
 }
 
 void DeviationsCore::commitTransientState(const ElementOps& ops, Deviant d) {
+  if (!d.data()->shared) return;  // no deviation reads the root
   std::vector<Deviant> all;
   d.getAllDeviants(all);
   ObjectIntf* old = nullptr;

@@ -62,6 +62,8 @@ TEST(ZorbelStartup, ConfigurationMakesModels) {
   EXPECT_FALSE(zorbel::Factory(record.createFactory(m)).isNull());
   m->destroyModel();
   EXPECT_THROW(record.createFactory(m), Kelpa::Exception);
+  // The failure leaves the writability checks as they were.
+  EXPECT_TRUE(Kelpa::DeviantAssertions::sAssertionsEnabled);
 }
 
 TEST_F(ZorbelComment, BodyPresenceAndValues) {

@@ -65,9 +65,8 @@ InitializerClass::~InitializerClass() {
   detail::unregisterTypeNames();
   Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
   if (registry.isNull()) Kelpa::raiseNullRef();
-  const bool saved = Kelpa::DeviantAssertions::enableAssertions(false);
+  const Kelpa::ScopedAssertions off(false);
   NSImplementation::staticTerminateZorbelMeta();
-  Kelpa::DeviantAssertions::enableAssertions(saved);
 }
 
 namespace {

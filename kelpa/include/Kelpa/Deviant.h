@@ -122,4 +122,17 @@ class DeviantAssertions {
   Deviant fDeviant;
 };
 
+// Switches the writability checks for the life of a scope, and back on every path out.
+class ScopedAssertions {
+ public:
+  explicit ScopedAssertions(bool enabled) noexcept
+      : fSaved(DeviantAssertions::enableAssertions(enabled)) {}
+  ~ScopedAssertions() { DeviantAssertions::enableAssertions(fSaved); }
+  ScopedAssertions(const ScopedAssertions&) = delete;
+  ScopedAssertions& operator=(const ScopedAssertions&) = delete;
+
+ private:
+  bool fSaved;
+};
+
 }  // namespace Kelpa
