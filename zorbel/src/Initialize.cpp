@@ -57,7 +57,12 @@ InitializerClass::InitializerClass() {
   Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
   if (registry.isNull()) Kelpa::raiseNullRef();
   const Kelpa::Deviant root = registry->getRootDeviant();
-  NSImplementation::staticInitializeZorbelMeta();
+  {
+    // The whole meta package is made in one transaction.
+    Kelpa::Transaction building(registry);
+    NSImplementation::staticInitializeZorbelMeta();
+    building.commit();
+  }
   detail::registerTypeNames(root);
 }
 
@@ -66,7 +71,9 @@ InitializerClass::~InitializerClass() {
   Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
   if (registry.isNull()) Kelpa::raiseNullRef();
   const Kelpa::ScopedAssertions off(false);
+  Kelpa::Transaction removing(registry);
   NSImplementation::staticTerminateZorbelMeta();
+  removing.commit();
 }
 
 namespace {
