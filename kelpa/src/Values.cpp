@@ -222,8 +222,15 @@ std::u16string util::UTF8ToUString(const char* utf8) {
   return Tovi::utf8ToUtf16(utf8 ? utf8 : "");
 }
 
+namespace {
+bool describesElements(const Tovi::Type* type);
+}  // namespace
+
+// Only names of values: the names of sequences, iterators and element classes are
+// registered too, but nothing can be made of them here.
 bool ValueObjectFactory::isValueObjectType(const std::string& name) {
-  return TypeInfoRegistry::findTypeInfo(name) != nullptr;
+  const Tovi::TypeInfo* info = TypeInfoRegistry::findTypeInfo(name);
+  return info && !describesElements(info->getType());
 }
 
 ValueObject ValueObjectFactory::create(const std::string& name) {
@@ -302,6 +309,10 @@ class ElementsType final : public Tovi::Type {
   const char* fKind;
   const NSInterface::TypeIntf* fElement;
 };
+
+bool describesElements(const Tovi::Type* type) {
+  return dynamic_cast<const ElementsType*>(type) != nullptr;
+}
 }  // namespace
 
 Tovi::TypeInfo IteratorType::Create(const MetaHandle<NSInterface::TypeIntf>& elementType) {

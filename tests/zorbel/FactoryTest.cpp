@@ -64,6 +64,9 @@ TEST_F(ZorbelFactory, MakesValuesAndAnswersNullForUnknownNames) {
   EXPECT_TRUE(factory->createFromString(root, String("Element")).isNull());  // abstract
   EXPECT_TRUE(factory->createFromString(root, String("NoSuchThing")).isNull());
   EXPECT_TRUE(factory->createFromString(root, String("comment")).isNull());  // names are exact
+  // Names registered for the factory, sequences and iterators make nothing.
+  for (const char* name : {"zorbel.Factory", "zorbel.SequenceOfComment", "zorbel.CommentIterator"})
+    EXPECT_TRUE(factory->createFromString(root, String(name)).isNull()) << name;
 
   EXPECT_EQ(zorbel::Integer(factory->createFromString(root, String("Integer"), String("0x10"))), 16);
   EXPECT_EQ(zorbel::Integer(factory->createFromString(root, String("zorbel.Integer"))), 0);
