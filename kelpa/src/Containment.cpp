@@ -38,6 +38,14 @@ bool validIn(const NSInterface::ObjectIntf* o, Deviant d) {
   return o && o->deviant_isValid(d);
 }
 
+// The deviant in which a partner given as v must exist when d writes it: d itself for
+// a partner of d's model, whatever deviant its handle carries, and the handle's own
+// deviant for a partner of another model.
+Deviant partnerDeviant(const ImmutableObject& v, Deviant d) {
+  const Deviant own = v.getDeviant();
+  return own.getRootDeviant() == d.getRootDeviant() ? d : own;
+}
+
 ClassObjectIntf* asClassObject(const NSInterface::ObjectIntf* o) {
   return detail::castTo<ClassObjectIntf>(o);
 }
@@ -175,7 +183,7 @@ Sequence<Object> listOf(ClassObjectIntf* partner, Deviant d, const ContainerEnd&
 void containerEndSet(ClassObjectIntf* element, Deviant d, const ImmutableObject& v,
                      const ContainerEnd& end, int line) {
   ClassObjectIntf* partner = asClassObject(v.get());
-  if (!validIn(partner, v.getDeviant()) || !end.isA(partner)) {
+  if (!validIn(partner, partnerDeviant(v, d)) || !end.isA(partner)) {
     containerEndRemove(element, d, end);
     return;
   }
@@ -197,7 +205,7 @@ void containerEndSet(ClassObjectIntf* element, Deviant d, const ImmutableObject&
 void containerEndSetOnly(ClassObjectIntf* element, Deviant d, const ImmutableObject& v,
                          const ContainerEnd& end, int line) {
   ClassObjectIntf* partner = asClassObject(v.get());
-  if (!validIn(partner, v.getDeviant())) {
+  if (!validIn(partner, partnerDeviant(v, d))) {
     containerEndRemove(element, d, end);
     return;
   }
@@ -243,7 +251,7 @@ bool containedBy(ClassObjectIntf* value, Deviant d, ClassObjectIntf* self) {
 void referenceSet(ClassObjectIntf* self, Deviant d, const ImmutableObject& v,
                   const ReferenceEnd& end, int line) {
   ClassObjectIntf* partner = asClassObject(v.get());
-  if (!validIn(partner, v.getDeviant())) return referenceRemove(self, d, end);
+  if (!validIn(partner, partnerDeviant(v, d))) return referenceRemove(self, d, end);
   if (keepsOpposite(end) || end.composite) refuseCrossModel(d, v.getDeviant(), end.path, line);
   const Object old = storedValue(self, d, end.own);
   ClassObjectIntf* oldPartner = asClassObject(old.get());
@@ -270,7 +278,7 @@ void referenceSet(ClassObjectIntf* self, Deviant d, const ImmutableObject& v,
 void referenceSetOnly(ClassObjectIntf* self, Deviant d, const ImmutableObject& v,
                       const ReferenceEnd& end, int line) {
   ClassObjectIntf* partner = asClassObject(v.get());
-  if (validIn(partner, v.getDeviant()) && (keepsOpposite(end) || end.composite))
+  if (validIn(partner, partnerDeviant(v, d)) && (keepsOpposite(end) || end.composite))
     refuseCrossModel(d, v.getDeviant(), end.path, line);
   const Object old = storedValue(self, d, end.own);
   ClassObjectIntf* oldPartner = asClassObject(old.get());

@@ -103,6 +103,18 @@ TEST_F(Deviants, BothEndsAndOwnershipChangeWithinTheDeviationAlone) {
   EXPECT_FALSE(a->deviant_isValid(d));
   EXPECT_TRUE(a->deviant_isValid(root));
   EXPECT_TRUE(a->getToAfters(root).contains(ordering));
+
+  // A partner is looked for in the deviant written, whatever deviant its handle carries.
+  const Deviant e = model->createDeviant();
+  b->destroy(root);
+  second->destroy(root);
+  const GeneralOrdering other = GeneralOrdering::create(in(e));
+  other->setBefore(e, b);  // b's handle is the root's, where b is gone
+  EXPECT_EQ(other->getBefore(e).get(), b.get());
+  EXPECT_TRUE(b->getToAfters(e).contains(other));
+  const Comment note = Comment::create(in(e));
+  note->setOwner(e, second);
+  EXPECT_EQ(note->getOwner(e).get(), Element(second).get());
 }
 
 TEST_F(Deviants, AnAbandonedTransactionPutsEverythingBack) {
