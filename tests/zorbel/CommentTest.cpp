@@ -60,6 +60,7 @@ TEST(ZorbelStartup, ConfigurationMakesModels) {
   Kelpa::Model m = record.createModel();
   EXPECT_EQ(m.getDeviant().getDeviantId(), 0u);
   EXPECT_FALSE(zorbel::Factory(record.createFactory(m)).isNull());
+  EXPECT_EQ(record.getMetaModel(m).getDeviant(), m.getDeviant());  // the meta package in m's deviant
   m->destroyModel();
   EXPECT_THROW(record.createFactory(m), Kelpa::Exception);
   // The failure leaves the writability checks as they were.

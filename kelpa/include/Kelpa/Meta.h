@@ -322,7 +322,11 @@ class MetaHandle : public ImmutableClassObject {
  public:
   using Intf = I;
   MetaHandle() noexcept = default;
-  MetaHandle(const I* p, Deviant d) : ImmutableClassObject(p, d) {}
+  // The meta-registry's objects belong to no model's deviants: a handle keeps the
+  // deviant it is given.
+  MetaHandle(const I* p, Deviant d) : ImmutableClassObject(p, d) {
+    if (p) fDeviant = d;
+  }
   explicit MetaHandle(const ImmutableObject& o)
       : MetaHandle(detail::castTo<const I>(o.get()), o.getDeviant()) {}
   I* get() const noexcept { return primary_cast<I>(fPtr); }
