@@ -360,30 +360,46 @@ void ModelImpl::removeDeviant(Deviant d) {
   fRoot->refresh();
 }
 
-void ModelImpl::refreshRootObject(NSInterface::ClassObjectIntf* object) {
+bool ModelImpl::isRootObject(NSInterface::ClassObjectIntf* object) const {
   const Deviant root(fRoot);
-  const ClassObject handle(object, root);
-  const bool isRoot = object->deviant_isValid(root) && !object->hasContainerKelpa(root);
+  return object->deviant_isValid(root) && !object->hasContainerKelpa(root);
+}
+
+void ModelImpl::refreshRootObject(NSInterface::ClassObjectIntf* object, bool was) {
+  const bool isRoot = isRootObject(object);
+  if (isRoot == was) return;
+  const Deviant root(fRoot);
   Sequence<ClassObject> roots = getRootObjects(root);
-  const bool listed = roots.contains(handle);
-  if (isRoot && !listed)
-    roots.push_back(handle);
-  else if (!isRoot && listed)
-    roots.remove(handle);
+  if (isRoot)
+    roots.push_back(ClassObject(object, root));
+  else
+    roots.remove(ClassObject(object, root));
+}
+
+std::vector<bool> ModelImpl::rootObjectsOf(const UndoRecord& record) const {
+  std::vector<bool> roots;
+  roots.reserve(record.size());
+  for (const SavedState& entry : record) roots.push_back(isRootObject(entry.object));
+  return roots;
 }
 
 void ModelImpl::exchange(Deviant d, UndoRecord& record) {
   // The root's other deviants keep reading what they read so far.
-  if (d.getDeviantId() == 0)
+  const bool isRoot = d.getDeviantId() == 0;
+  std::vector<bool> wereRoots;
+  if (isRoot) {
     for (SavedState& entry : record) entry.object->deviant_commitTransientState(d);
+    wereRoots = rootObjectsOf(record);
+  }
   for (auto it = record.rbegin(); it != record.rend(); ++it) {
     NSInterface::ObjectIntf* current = it->object->deviant_getCopyOfDeviation(d);
     it->object->internal_setDeviation(d, it->state);
     it->state = current;
-    if (!current && d.getDeviantId() != 0) d.data()->tables->readsRoot.insert(it->object);
+    if (!current && !isRoot) d.data()->tables->readsRoot.insert(it->object);
   }
-  if (d.getDeviantId() == 0)
-    for (SavedState& entry : record) refreshRootObject(entry.object);
+  if (isRoot)
+    for (std::size_t i = 0; i < record.size(); ++i)
+      refreshRootObject(record[i].object, wereRoots[i]);
 }
 
 void ModelImpl::undo(Deviant d) {
@@ -513,13 +529,16 @@ void Transaction::abandon() {
   if (!fDeviant.isValid()) return;
   detail::DeviantData* data = fDeviant.data();
   detail::UndoRecord record = endTransaction(data);
+  auto* model = static_cast<detail::ModelImpl*>(data->model);
+  const bool isRoot = data->id == 0;
+  const std::vector<bool> wereRoots = isRoot ? model->rootObjectsOf(record) : std::vector<bool>();
   for (auto it = record.rbegin(); it != record.rend(); ++it) {
     it->object->internal_setDeviation(fDeviant, it->state);
     it->state = nullptr;
   }
-  if (data->id == 0)
-    for (const detail::SavedState& entry : record)
-      static_cast<detail::ModelImpl*>(data->model)->refreshRootObject(entry.object);
+  if (isRoot)
+    for (std::size_t i = 0; i < record.size(); ++i)
+      model->refreshRootObject(record[i].object, wereRoots[i]);
   detail::releaseRecord(record);
 }
 

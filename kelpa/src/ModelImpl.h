@@ -103,7 +103,10 @@ class ModelImpl final : public NSInterface::ModelIntf {
   const std::vector<DeviantData*>& deviants() const { return fDeviants; }
   // An element of the root deviant is one of the root objects exactly when it exists
   // there and has no container; after states were put back wholesale, this says so again.
-  void refreshRootObject(NSInterface::ClassObjectIntf* object);
+  bool isRootObject(NSInterface::ClassObjectIntf* object) const;
+  void refreshRootObject(NSInterface::ClassObjectIntf* object, bool was);
+  // Whether each object of record is a root object now.
+  std::vector<bool> rootObjectsOf(const UndoRecord& record) const;
 
  private:
   DeviantData* fRoot;
