@@ -99,8 +99,13 @@ MultiIndexImplForRefs::~MultiIndexImplForRefs() {
   delete c;
 }
 
+// Most lists of references hold one element (the opposite ends of single-valued ones):
+// room for one at first, where the position index would otherwise take room for fifteen.
 RefContainer* MultiIndexImplForRefs::container() {
-  if (!fContainer) fContainer = new RefContainer();
+  if (!fContainer) {
+    fContainer = new RefContainer();
+    fContainer->reserve(1);
+  }
   return fContainer;
 }
 
