@@ -327,6 +327,9 @@ TEST_F(Deviants, RemovedAndReadOnlyDeviantsRefuseAccess) {
   noteInD.setDeviant(d);
   EXPECT_EQ(failureAt([&] { Kelpa::setOrAdd(noteInD, "body", String("no")); }), refused);
   EXPECT_EQ(failureAt([&] { (void)Comment::create(in(d)); }), refused);
+  EXPECT_EQ(failureAt([&] { package->getOwnedElements(d).push_back(note); }), refused);
+  EXPECT_EQ(failureAt([&] { note->destroy(d); }), refused);
+  EXPECT_TRUE(note->deviant_isValid(d));
   EXPECT_EQ(body(note, d), "in d");
   EXPECT_FALSE(note->hasOwner(d));
   d.setWritable(true);
