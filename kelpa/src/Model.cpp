@@ -506,13 +506,17 @@ detail::UndoRecord endTransaction(detail::DeviantData* data) {
 
 void Transaction::commit() {
   if (!fOpen) raise(kDeviantSource, __LINE__, "the transaction has already ended");
-  fOpen = false;
-  if (!fDeviant.isValid()) return;
+  if (!fDeviant.isValid()) {
+    fOpen = false;
+    return;
+  }
   detail::DeviantData* data = fDeviant.data();
-  // Other deviants read the saved states until the root commits; then they get them.
+  // Other deviants read the saved states until the root commits; then they get them. A
+  // failure on the way leaves the transaction open, to be committed or abandoned.
   if (data->id == 0 && data->tables)
     for (const detail::SavedState& entry : data->tables->saved)
       entry.object->deviant_commitTransientState(fDeviant);
+  fOpen = false;
   detail::UndoRecord record = endTransaction(data);
   if (record.empty()) return;
   if (data->id != 0)

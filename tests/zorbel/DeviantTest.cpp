@@ -183,6 +183,8 @@ TEST_F(Deviants, CommittedTransactionsUndoAndRedoWithBothEnds) {
     Kelpa::Transaction t(model);
     ordering->setBefore(root, b);
     t.commit();
+    EXPECT_EQ(failureAt([&] { t.commit(); }),
+              "Assertion failed: the transaction has already ended at kelpa/kernel/deviant/Deviant:");
   }
   // The deviation is a snapshot from before both.
   EXPECT_FALSE(ordering->hasBefore(d));
