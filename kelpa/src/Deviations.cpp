@@ -15,6 +15,11 @@ using NSInterface::ObjectIntf;
 bool isSentinel(const ObjectIntf* p) {
   return p && !Deviant::isRealState(p);
 }
+
+// A slot value for another slot: a real state is copied, null and sentinels stand as they are.
+ObjectIntf* copyState(const ElementOps& ops, ObjectIntf* v) {
+  return Deviant::isRealState(v) ? ops.copy(v) : v;
+}
 }  // namespace
 
 // States are handed around as the address of the class's interface; a state coming
@@ -93,14 +98,14 @@ ObjectIntf* DeviationsCore::writeStateSlow(const ElementOps& ops, Deviant d, Dev
     if (v == Deviant::InvalidObject) d.assertObjectNotPresentInDeviant(object);
     shareRootState(ops, d);
     if (d.hasUndoStack() && d.isWithinTransaction() && !d.getSavedOldStateOfObject(object))
-      d.saveOldStateOfObject(object, Deviant::isRealState(v) ? ops.copy(v) : v);
+      d.saveOldStateOfObject(object, copyState(ops, v));
     return v;
   }
   // Copy on write: the first write in a deviant takes a private copy of what the
   // deviant saw so far.
   ObjectIntf* const old = v;
   ObjectIntf* s = committedRootState(ops, d);
-  ObjectIntf* copy = Deviant::isRealState(s) ? ops.copy(s) : s;
+  ObjectIntf* copy = copyState(ops, s);
   storeSlot(d, copy);
   if (d.hasUndoStack() && d.isWithinTransaction() && !d.getSavedOldStateOfObject(object))
     d.saveOldStateOfObject(object, old);
@@ -172,15 +177,15 @@ void DeviationsCore::commitTransientState(const ElementOps& ops, Deviant d) {
     if (other.isWithinTransaction() &&
         castState(ops, other.getSavedOldStateOfObject(object)) == Deviant::FallbackToRoot) {
       // The deviant's transaction keeps the state it read until now as its old state.
-      other.saveOldStateOfObject(object, Deviant::isRealState(old) ? ops.copy(old) : old);
+      other.saveOldStateOfObject(object, copyState(ops, old));
       return;
     }
     // What the deviant's transaction and history saved as read from the root was old.
     detail::keepRootReadings(other, object,
-                             [&] { return Deviant::isRealState(old) ? ops.copy(old) : old; });
+                             [&] { return copyState(ops, old); });
     ObjectIntf* slot = castState(ops, slotOf(other));
     if (slot && slot != Deviant::FallbackToRoot) continue;
-    storeSlot(other, Deviant::isRealState(old) ? ops.copy(old) : old);
+    storeSlot(other, copyState(ops, old));
   }
 }
 

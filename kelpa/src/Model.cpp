@@ -383,43 +383,50 @@ std::vector<bool> ModelImpl::rootObjectsOf(const UndoRecord& record) const {
   return roots;
 }
 
-void ModelImpl::exchange(Deviant d, UndoRecord& record) {
-  // The root's other deviants keep reading what they read so far.
+void ModelImpl::putBack(Deviant d, UndoRecord& record, bool keepCurrent) {
   const bool isRoot = d.getDeviantId() == 0;
   std::vector<bool> wereRoots;
   if (isRoot) {
-    for (SavedState& entry : record) entry.object->deviant_commitTransientState(d);
+    // The root's other deviants keep reading what they read so far; an abandoned
+    // transaction changes nothing they read.
+    if (keepCurrent)
+      for (SavedState& entry : record) entry.object->deviant_commitTransientState(d);
     wereRoots = rootObjectsOf(record);
   }
   for (auto it = record.rbegin(); it != record.rend(); ++it) {
-    NSInterface::ObjectIntf* current = it->object->deviant_getCopyOfDeviation(d);
+    NSInterface::ObjectIntf* current =
+        keepCurrent ? it->object->deviant_getCopyOfDeviation(d) : nullptr;
     it->object->internal_setDeviation(d, it->state);
     it->state = current;
-    if (!current && !isRoot) d.data()->tables->readsRoot.insert(it->object);
+    if (keepCurrent && !current && !isRoot) d.data()->tables->readsRoot.insert(it->object);
   }
   if (isRoot)
     for (std::size_t i = 0; i < record.size(); ++i)
       refreshRootObject(record[i].object, wereRoots[i]);
 }
 
-void ModelImpl::undo(Deviant d) {
+void ModelImpl::step(Deviant d, bool back) {
   DeviantData* data = deviationOf(this, d, __LINE__);
-  if (data->transaction) raise(kDeviantSource, __LINE__, "cannot undo within a transaction");
-  if (!canUndo(d)) raise(kDeviantSource, __LINE__, "nothing to undo in this deviant");
-  UndoRecord record = std::move(data->tables->undo.back());
-  data->tables->undo.pop_back();
-  exchange(d, record);
-  data->tables->redo.push_back(std::move(record));
+  if (data->transaction)
+    raise(kDeviantSource, __LINE__,
+          back ? "cannot undo within a transaction" : "cannot redo within a transaction");
+  if (!(back ? canUndo(d) : canRedo(d)))
+    raise(kDeviantSource, __LINE__,
+          back ? "nothing to undo in this deviant" : "nothing to redo in this deviant");
+  std::vector<UndoRecord>& from = back ? data->tables->undo : data->tables->redo;
+  std::vector<UndoRecord>& to = back ? data->tables->redo : data->tables->undo;
+  UndoRecord record = std::move(from.back());
+  from.pop_back();
+  putBack(d, record, true);
+  to.push_back(std::move(record));
+}
+
+void ModelImpl::undo(Deviant d) {
+  step(d, true);
 }
 
 void ModelImpl::redo(Deviant d) {
-  DeviantData* data = deviationOf(this, d, __LINE__);
-  if (data->transaction) raise(kDeviantSource, __LINE__, "cannot redo within a transaction");
-  if (!canRedo(d)) raise(kDeviantSource, __LINE__, "nothing to redo in this deviant");
-  UndoRecord record = std::move(data->tables->redo.back());
-  data->tables->redo.pop_back();
-  exchange(d, record);
-  data->tables->undo.push_back(std::move(record));
+  step(d, false);
 }
 
 bool ModelImpl::canUndo(Deviant d) const {
@@ -533,16 +540,7 @@ void Transaction::abandon() {
   if (!fDeviant.isValid()) return;
   detail::DeviantData* data = fDeviant.data();
   detail::UndoRecord record = endTransaction(data);
-  auto* model = static_cast<detail::ModelImpl*>(data->model);
-  const bool isRoot = data->id == 0;
-  const std::vector<bool> wereRoots = isRoot ? model->rootObjectsOf(record) : std::vector<bool>();
-  for (auto it = record.rbegin(); it != record.rend(); ++it) {
-    it->object->internal_setDeviation(fDeviant, it->state);
-    it->state = nullptr;
-  }
-  if (isRoot)
-    for (std::size_t i = 0; i < record.size(); ++i)
-      model->refreshRootObject(record[i].object, wereRoots[i]);
+  static_cast<detail::ModelImpl*>(data->model)->putBack(fDeviant, record, false);
   detail::releaseRecord(record);
 }
 

@@ -101,12 +101,9 @@ class ModelImpl final : public NSInterface::ModelIntf {
   void addObject(NSInterface::ClassObjectIntf* object);
   void removeObject(NSInterface::ClassObjectIntf* object);
   const std::vector<DeviantData*>& deviants() const { return fDeviants; }
-  // An element of the root deviant is one of the root objects exactly when it exists
-  // there and has no container; after states were put back wholesale, this says so again.
-  bool isRootObject(NSInterface::ClassObjectIntf* object) const;
-  void refreshRootObject(NSInterface::ClassObjectIntf* object, bool was);
-  // Whether each object of record is a root object now.
-  std::vector<bool> rootObjectsOf(const UndoRecord& record) const;
+  // Puts the states of record back in d; with keepCurrent, the states they replace take
+  // their place in the record (undo and redo), else the record is left empty of states.
+  void putBack(Deviant d, UndoRecord& record, bool keepCurrent);
 
  private:
   DeviantData* fRoot;
@@ -114,8 +111,14 @@ class ModelImpl final : public NSInterface::ModelIntf {
   bool fDestroyed = false;
   std::vector<DeviantData*> fDeviants;  // the root first
   std::uint32_t fLastDeviantId = 0;
-  // Puts the states of a record back and keeps the ones they replace in it instead.
-  void exchange(Deviant d, UndoRecord& record);
+  // An element of the root deviant is one of the root objects exactly when it exists
+  // there and has no container; after states were put back wholesale, this says so again.
+  bool isRootObject(NSInterface::ClassObjectIntf* object) const;
+  void refreshRootObject(NSInterface::ClassObjectIntf* object, bool was);
+  // Whether each object of record is a root object now.
+  std::vector<bool> rootObjectsOf(const UndoRecord& record) const;
+  // Undo (back) or redo one committed transaction of d.
+  void step(Deviant d, bool back);
   std::int32_t fLastId = 0;
   // Elements by id: ids from nextObjectId are dense and index a vector, others go to a
   // map. An element is entered before it gets its id: it waits in fPending (creation
