@@ -23,6 +23,8 @@
 //   ZORBEL_RANDOM_VERBOSE=1 print every operation of the runs
 #include <gtest/gtest.h>
 
+#include "../support/SeededRuns.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -44,11 +46,6 @@ using Kelpa::Object;
 using Kelpa::NSInterface::ClassIntf;
 using Kelpa::NSInterface::ClassObjectIntf;
 using Kelpa::NSInterface::PropertyIntf;
-
-int fromEnvironment(const char* name, int fallback) {
-  const char* text = std::getenv(name);
-  return text && *text ? std::atoi(text) : fallback;
-}
 
 // The element behind a handle or object, whichever of its bases it is seen through.
 const ClassObjectIntf* identity(const Kelpa::ImmutableObject& o) {
@@ -741,21 +738,13 @@ std::string runSeed(std::uint64_t seed, int steps, bool verbose) {
     std::string report = "seed " + std::to_string(seed) + ", step " + std::to_string(i) + ": " +
                          op + "\nbroken:" + broken + "\nlast operations:";
     for (const std::string& r : recent) report += "\n  " + r;
-    return report + "\nreplay with ZORBEL_RANDOM_SEED=" + std::to_string(seed) +
-           " ZORBEL_RANDOM_STEPS=" + std::to_string(i) + " ZORBEL_RANDOM_VERBOSE=1";
+    return report + testsupport::replayLine("ZORBEL_RANDOM", seed, i);
   }
   return {};
 }
 
 TEST(RandomConsistency, SeededRunsKeepTheModelConsistent) {
-  const int steps = fromEnvironment("ZORBEL_RANDOM_STEPS", 300);
-  const int one = fromEnvironment("ZORBEL_RANDOM_SEED", 0);
-  const int seeds = fromEnvironment("ZORBEL_RANDOM_SEEDS", 16);
-  const bool verbose = fromEnvironment("ZORBEL_RANDOM_VERBOSE", 0) != 0;
-  for (int seed = one ? one : 1; seed <= (one ? one : seeds); ++seed) {
-    const std::string failure = runSeed(static_cast<std::uint64_t>(seed), steps, verbose);
-    EXPECT_TRUE(failure.empty()) << failure;
-  }
+  testsupport::runSeeds("ZORBEL_RANDOM", 16, 300, runSeed);
 }
 
 // The checker itself: each one-sided write that the Only forms allow is seen, and the

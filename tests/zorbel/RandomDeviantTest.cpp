@@ -42,6 +42,7 @@
 #include <zorbel/zorbel.h>
 
 #include "../support/Failure.h"
+#include "../support/SeededRuns.h"
 
 namespace zorbel {
 namespace {
@@ -50,11 +51,6 @@ using Kelpa::ClassObject;
 using Kelpa::Deviant;
 using Kelpa::NSInterface::ClassObjectIntf;
 using testsupport::failureAt;
-
-int fromEnvironment(const char* name, int fallback) {
-  const char* text = std::getenv(name);
-  return text && *text ? std::atoi(text) : fallback;
-}
 
 const ClassObjectIntf* identity(const Kelpa::ImmutableObject& o) {
   return Kelpa::detail::castTo<ClassObjectIntf>(o.get());
@@ -603,21 +599,13 @@ std::string runSeed(std::uint64_t seed, int steps, bool verbose) {
     if (broken.empty()) continue;
     std::string report = name + ", step " + std::to_string(i) + ": " + op + broken + "\nlast steps:";
     for (const std::string& r : recent) report += "\n  " + r;
-    return report + "\nreplay with ZORBEL_DEVIANT_SEED=" + std::to_string(seed) +
-           " ZORBEL_DEVIANT_STEPS=" + std::to_string(i) + " ZORBEL_DEVIANT_VERBOSE=1";
+    return report + testsupport::replayLine("ZORBEL_DEVIANT", seed, i);
   }
   return {};
 }
 
 TEST(RandomDeviant, SeededRunsReadAsTheReference) {
-  const int steps = fromEnvironment("ZORBEL_DEVIANT_STEPS", 200);
-  const int one = fromEnvironment("ZORBEL_DEVIANT_SEED", 0);
-  const int seeds = fromEnvironment("ZORBEL_DEVIANT_SEEDS", 80);
-  const bool verbose = fromEnvironment("ZORBEL_DEVIANT_VERBOSE", 0) != 0;
-  for (int seed = one ? one : 1; seed <= (one ? one : seeds); ++seed) {
-    const std::string failure = runSeed(static_cast<std::uint64_t>(seed), steps, verbose);
-    EXPECT_TRUE(failure.empty()) << failure;
-  }
+  testsupport::runSeeds("ZORBEL_DEVIANT", 80, 200, runSeed);
 }
 
 // Cases the runs found, each reduced to its few steps.
