@@ -644,6 +644,7 @@ class ClassView:
     state_overrides: List[StateOverride] = field(default_factory=list)
     presence_count: int = 0
     container_bit: Optional[int] = None
+    assign_steps: List[Tuple[str, Optional[StateMember]]] = field(default_factory=list)
     impl_levels: List[Level] = field(default_factory=list)
     create_overload: Optional[CreateOverload] = None
     factory: Optional["FactoryView"] = None
@@ -703,14 +704,26 @@ def state_shapes(m):
 PRESENCE_CAPACITY = 16
 
 
+def assign_step(m):
+    """The step of a state assignment that copies member m."""
+    if m.kind == "sequence":
+        return "sequence"
+    if m.kind == "reference":
+        return "requiredRef" if m.bit is None else "optionalRef"
+    return "required" if m.bit is None else "optional"
+
+
 def state_view(model, cls):
-    members_, overrides = [], []
+    members_, overrides, steps = [], [], []
     bits = storage.presence_bits(cls)
     for member in storage.storage_members(cls):
         if member.prop is None:
+            if member.kind == "model":  # the kernel's steps, model and container among them
+                steps.append(("kernel", None))
             continue
         m = state_member(member.prop, member.bit)
         members_.append(m)
+        steps.append((assign_step(m), m))
         for role, shape in state_shapes(m):
             acc = naming.Accessor(role, naming.accessor_name(member.prop, role), member.prop)
             overrides.append(StateOverride(shape, accessor_signature(acc), m))
@@ -718,7 +731,7 @@ def state_view(model, cls):
     if len(bits) > PRESENCE_CAPACITY:
         raise ValueError(f"{cls.name}: {len(bits)} presence bits, more than the "
                          f"{PRESENCE_CAPACITY} that Kelpa::PresenceBits holds")
-    return members_, overrides, len(bits), container
+    return members_, overrides, len(bits), container, steps
 
 
 def levels_of(cls):
@@ -795,7 +808,7 @@ def class_view(model, cls):
     )
     if has_state:
         (view.state_members, view.state_overrides, view.presence_count,
-         view.container_bit) = state_view(model, cls)
+         view.container_bit, view.assign_steps) = state_view(model, cls)
         view.impl_levels = impl_levels(cls)
         view.links = links.class_links(model, cls)
     return view

@@ -16,9 +16,13 @@ bool isSentinel(const ObjectIntf* p) {
   return p && !Deviant::isRealState(p);
 }
 
-// A slot value for another slot: a real state is copied, null and sentinels stand as they are.
+// A slot value for another slot: a real state is copied into a default one, null and
+// sentinels stand as they are. States ignore the deviants of an assignment.
 ObjectIntf* copyState(const ElementOps& ops, ObjectIntf* v) {
-  return Deviant::isRealState(v) ? ops.copy(v) : v;
+  if (!Deviant::isRealState(v)) return v;
+  ObjectIntf* copy = ops.create();
+  copy->internal_deviationAssign(Deviant(), v, Deviant());
+  return copy;
 }
 }  // namespace
 

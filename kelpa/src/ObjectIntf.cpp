@@ -277,15 +277,48 @@ void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept {
   eraseEntry(stereotypes(), state);
 }
 
-void copySparseEntries(const NSInterface::ClassObjectIntf* from,
+namespace {
+bool sameEntries(const Stereotypes& a, const Stereotypes& b) {
+  return assignment::same(a, b);
+}
+bool sameEntries(const ToolInfos& a, const ToolInfos& b) {
+  return a.sameValues(b);
+}
+// A sparse sequence: a non-empty source is copied unless equal; otherwise the target's
+// entry, if it has any values, is emptied.
+template <class Seq>
+void assignEntries(SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* from,
+                   const NSInterface::ClassObjectIntf* to) {
+  if (hasEntries(map, from)) {
+    const Seq* source = map.find(from)->second;
+    Seq* target = entryOf(map, to);
+    if (!sameEntries(*target, *source)) *target = *source;
+  } else if (hasEntries(map, to)) {
+    *map.find(to)->second = Seq();
+  }
+}
+}  // namespace
+
+void assignStereotypes(const NSInterface::ClassObjectIntf* from,
                        const NSInterface::ClassObjectIntf* to) {
-  eraseSparseEntries(to);
+  assignEntries(stereotypes(), from, to);
+}
+
+void assignToolInfos(const NSInterface::ClassObjectIntf* from,
+                     const NSInterface::ClassObjectIntf* to) {
+  assignEntries(toolInfos(), from, to);
+}
+
+void assignExternalId(const NSInterface::ClassObjectIntf* from,
+                      const NSInterface::ClassObjectIntf* to) {
   auto& ids = externalIds();
-  if (auto it = ids.find(from); it != ids.end()) ids[to] = it->second;
-  if (auto it = toolInfos().find(from); it != toolInfos().end())
-    toolInfos()[to] = new ToolInfos(*it->second);
-  if (auto it = stereotypes().find(from); it != stereotypes().end())
-    stereotypes()[to] = new Stereotypes(*it->second);
+  auto source = ids.find(from);
+  if (source == ids.end()) {
+    ids.erase(to);
+    return;
+  }
+  auto [target, inserted] = ids.try_emplace(to, source->second);
+  if (!inserted && !(target->second == source->second)) target->second = source->second;
 }
 
 std::size_t externalIdCount() {

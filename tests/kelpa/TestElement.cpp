@@ -48,21 +48,31 @@ extern const Kelpa::ElementOps kNoteOps;
 
 class NoteState final : public Kelpa::ElementState<NoteIntf, kNoteOps> {
  public:
-  bool hasWeight(Deviant) const override { return fHas; }
+  NoteState() = default;
+  ~NoteState() override { releaseKernel(); }
+  void internal_deviationAssign(Deviant, Kelpa::NSInterface::ObjectIntf* source, Deviant) override {
+    const NoteState* s = sourceState<NoteState>(source);
+    if (!s || s == this) return;
+    Kelpa::assignment::optional(fPresent, fWeight, s->fPresent, s->fWeight, kWeightBit);
+    Kelpa::assignment::sequence(fLinks, s->fLinks);
+    assignKernel(*s);
+  }
+
+  bool hasWeight(Deviant) const override { return fPresent.has(kWeightBit); }
   void setWeight(Deviant, const Kelpa::Integer& w) override {
     fWeight = w;
-    fHas = true;
+    fPresent.set(kWeightBit);
   }
   void removeWeight(Deviant) override {
     fWeight = Kelpa::Integer();
-    fHas = false;
+    fPresent.clear(kWeightBit);
   }
   Kelpa::Integer getWeight(Deviant) const override { return fWeight; }
   Kelpa::Sequence<Note> getLinks(Deviant d) override { return Kelpa::Sequence<Note>(&fLinks, d); }
 
  private:
+  static constexpr unsigned kWeightBit = 1;  // the container's is 0
   Kelpa::Integer fWeight;
-  bool fHas = false;
   Kelpa::MultiIndexImpl<Note> fLinks;
 };
 
@@ -79,13 +89,6 @@ class NoteImpl final : public Kelpa::ElementIdentity<NoteIntf, kNoteOps> {
 const Kelpa::ElementOps kNoteOps{
     &CV::classInfoOf<NoteIntf>,
     [] { return static_cast<Kelpa::NSInterface::ObjectIntf*>(new NoteState()); },
-    [](const Kelpa::NSInterface::ObjectIntf* s) {
-      return static_cast<Kelpa::NSInterface::ObjectIntf*>(
-          new NoteState(*static_cast<const NoteState*>(s)));
-    },
-    [](Kelpa::NSInterface::ObjectIntf* to, const Kelpa::NSInterface::ObjectIntf* from) {
-      *static_cast<NoteState*>(to) = *static_cast<const NoteState*>(from);
-    },
     "test.Note",
     "test.ImmutableNote",
     "test/NoteImpl",

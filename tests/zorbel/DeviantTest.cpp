@@ -313,6 +313,71 @@ TEST_F(Deviants, SlotsAndStatesAnswerForThemselves) {
   EXPECT_EQ(body(note, d), "text");
 }
 
+// Assignment brings a used state up to another one member by member: present values,
+// references (with their counts), sequences and the sparse entries alike.
+TEST_F(Deviants, AssignmentBringsAUsedStateUpToAnother) {
+  const Property p = Property::create(model);
+  const Class type = Class::create(model);
+  const Comment note = Comment::create(model);
+  p->setName(root, String("size"));
+  p->setIsDerived(root, true);
+  p->setType(root, type);
+  p->getOwnedComments(root).push_back(note);
+  p->setExternalId(root, Kelpa::String("_p"));
+  p->setExternalToolInfo(root, {Kelpa::String("lint"), Kelpa::String("clean")});
+
+  using State = Kelpa::NSInterface::ObjectIntf;
+  auto asProperty = [](State* s) {
+    return Kelpa::detail::castTo<NSInterface::PropertyIntf>(s);
+  };
+  State* full = p->deviant_getCopyOfDeviation(root);
+  State* empty = p->internal_createDeviation(model->createDeviant());
+  ASSERT_NE(full, nullptr);
+  ASSERT_NE(empty, nullptr);
+  const Deviant any = root;  // a state ignores the deviant it is read with
+
+  // Up from nothing: every kind of member, the sparse ones included, with counts.
+  State* target = p->deviant_getCopyOfDeviation(root);
+  const int typeCount = type->numRef();
+  const int noteCount = note->numRef();
+  target->internal_deviationAssign(any, empty, any);
+  EXPECT_EQ(type->numRef(), typeCount - 1);
+  EXPECT_EQ(note->numRef(), noteCount - 1);
+  EXPECT_FALSE(asProperty(target)->hasName(any));
+  EXPECT_FALSE(asProperty(target)->isDerived(any));
+  EXPECT_FALSE(asProperty(target)->hasType(any));
+  EXPECT_EQ(asProperty(target)->getOwnedComments(any).size(), 0);
+  EXPECT_FALSE(asProperty(target)->hasExternalId(any));
+  EXPECT_FALSE(asProperty(target)->hasExternalToolInfos(any));
+
+  target->internal_deviationAssign(any, full, any);
+  EXPECT_EQ(type->numRef(), typeCount);
+  EXPECT_EQ(note->numRef(), noteCount);
+  EXPECT_EQ(asProperty(target)->getName(any).to_string(), "size");
+  EXPECT_TRUE(asProperty(target)->isDerived(any));
+  EXPECT_EQ(Kelpa::ClassObject(asProperty(target)->getType(any)), Kelpa::ClassObject(type));
+  EXPECT_EQ(asProperty(target)->getOwnedComments(any).size(), 1);
+  EXPECT_EQ(asProperty(target)->getExternalId(any).str(), "_p");
+  EXPECT_EQ(asProperty(target)->getExternalToolInfo(any, Kelpa::String("lint")).getInfo().str(),
+            "clean");
+
+  // Equal states stay as they are, and a source that is no state of the class (the
+  // identity itself, another class's state) changes nothing.
+  State* noteState = note->deviant_getCopyOfDeviation(root);
+  target->internal_deviationAssign(any, full, any);
+  target->internal_deviationAssign(any, Kelpa::primary_cast<State>(p.get()), any);
+  target->internal_deviationAssign(any, noteState, any);
+  note->deviant_destroyState(noteState);
+  EXPECT_EQ(type->numRef(), typeCount);
+  EXPECT_EQ(asProperty(target)->getName(any).to_string(), "size");
+  EXPECT_EQ(asProperty(target)->getOwnedComments(any).size(), 1);
+
+  // A state that dies lets go of its references.
+  p->deviant_destroyState(target);
+  EXPECT_EQ(type->numRef(), typeCount - 1);
+  p->deviant_destroyState(full);
+}
+
 TEST_F(Deviants, RemovedAndReadOnlyDeviantsRefuseAccess) {
   const Comment note = Comment::create(model);
   const Package package = Package::create(model);

@@ -23,10 +23,6 @@ struct ElementOps {
   const CooperativeVisitor::internal::ClassInfo& (*stateTag)();
   // A default state.
   NSInterface::ObjectIntf* (*create)();
-  // A new state with the values of state (a real state of the class).
-  NSInterface::ObjectIntf* (*copy)(const NSInterface::ObjectIntf* state);
-  // Gives the state to the values of the state from (both real states of the class).
-  void (*assign)(NSInterface::ObjectIntf* to, const NSInterface::ObjectIntf* from);
   const char* typeName;           // "zorbel.Comment"
   const char* immutableTypeName;  // "zorbel.ImmutableComment"
   const char* implPath;           // "zorbel/NSImplementation/CommentImpl"

@@ -9,11 +9,14 @@
 // Ops is the class's ElementOps record. The metaclass's own classes derive from these
 // and add only their accessors, members and per-level resolvers.
 #include <cstdint>
+#include <typeinfo>
 
 #include <Kelpa/Containment.h>
 #include <Kelpa/Deviations.h>
 #include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
+#include <Kelpa/MultiIndexImpl.h>
+#include <Kelpa/MultiIndexPrimitives.h>
 #include <Tovi/SmallObjects.h>
 
 namespace Kelpa {
@@ -28,9 +31,13 @@ namespace detail {
 [[noreturn, gnu::cold]] void raiseNoState(const void* slot);
 // Erases the sparse entries of a dying state.
 void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept;
-// Gives to the entries of from in the sparse maps, in place of its own.
-void copySparseEntries(const NSInterface::ClassObjectIntf* from,
+// The sparse steps of a state assignment: to's entry is made equal to from's.
+void assignStereotypes(const NSInterface::ClassObjectIntf* from,
                        const NSInterface::ClassObjectIntf* to);
+void assignExternalId(const NSInterface::ClassObjectIntf* from,
+                      const NSInterface::ClassObjectIntf* to);
+void assignToolInfos(const NSInterface::ClassObjectIntf* from,
+                     const NSInterface::ClassObjectIntf* to);
 // Number of entries in the process-wide external id map.
 std::size_t externalIdCount();
 // Number of entries in the two sparse sequence maps.
@@ -49,6 +56,73 @@ class PresenceBits {
  private:
   std::uint16_t fBits = 0;
 };
+
+// The steps of a state assignment, one per stored member. Each compares first, so that
+// equal values stay as they are, and each stands alone: a kernel failure within one
+// member (Kelpa::Exception) leaves that member as it was and the walk goes on.
+namespace assignment {
+template <class Step>
+inline void guarded(Step&& step) {
+  try {
+    step();
+  } catch (const Exception&) {
+  }
+}
+// A value without presence bit.
+template <class V>
+void required(V& t, const V& s) {
+  guarded([&] {
+    if (!(t == s)) t = s;
+  });
+}
+// A value with presence bit: absent in the source is reset and absent in the target.
+template <class V>
+void optional(PresenceBits& tBits, V& t, const PresenceBits& sBits, const V& s, unsigned bit) {
+  guarded([&] {
+    if (!sBits.has(bit)) {
+      t = V();
+      tBits.clear(bit);
+    } else if (!tBits.has(bit) || !(t == s)) {
+      t = s;
+      tBits.set(bit);
+    }
+  });
+}
+// A counted reference without presence bit; the count moves only when it changes.
+template <class R>
+void requiredRef(R& t, const R& s) {
+  guarded([&] { t.reset(s.get()); });
+}
+template <class R>
+void optionalRef(PresenceBits& tBits, R& t, const PresenceBits& sBits, const R& s, unsigned bit) {
+  guarded([&] {
+    if (!sBits.has(bit)) {
+      t.reset();
+      tBits.clear(bit);
+    } else if (!tBits.has(bit) || t.get() != s.get()) {
+      t.reset(s.get());
+      tBits.assign(bit, t.get() != nullptr);
+    }
+  });
+}
+template <class T>
+bool same(const MultiIndexImpl<T>& t, const MultiIndexImpl<T>& s) {
+  if (t.size() != s.size()) return false;
+  return t.size() == 0 || t.sequenceIntf()->generic_equal(Deviant(), s.sequenceIntf(), Deviant());
+}
+template <class T>
+bool same(const MultiIndexImplInternal::MultiIndexImplForPrimitives<T>& t,
+          const MultiIndexImplInternal::MultiIndexImplForPrimitives<T>& s) {
+  return t.sameValues(s);
+}
+// A stored sequence, of references or of values: copied whole unless equal.
+template <class Seq>
+void sequence(Seq& t, const Seq& s) {
+  guarded([&] {
+    if (!same(t, s)) t = s;
+  });
+}
+}  // namespace assignment
 
 // A resolved state that may be called through.
 template <class Intf>
@@ -187,15 +261,11 @@ template <class Intf, const ElementOps& Ops>
 class ElementState : public Intf {
  public:
   ElementState() noexcept = default;
-  ElementState(const ElementState& other) : Intf() { assignKernel(other); }
-  ElementState& operator=(const ElementState& other) {
-    assignKernel(other);
-    return *this;
-  }
-  ~ElementState() override {
-    detail::eraseSparseEntries(primary_cast<NSInterface::ClassObjectIntf>(this));
-    setContainerPtr(nullptr);
-  }
+  ElementState(const ElementState&) = delete;
+  ElementState& operator=(const ElementState&) = delete;
+  // The class's destructor calls releaseKernel() before its members go; this is for a
+  // state whose class's destructor did not get so far.
+  ~ElementState() override { releaseKernel(); }
 
   // States come from the small-object pools as identities do.
   static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
@@ -209,15 +279,6 @@ class ElementState : public Intf {
   // A state is no element of its own.
   MetaHandle<NSInterface::ClassIntf> getMetaClass() const override { return {}; }
   bool deviant_isValid(Deviant) const override { return false; }
-  // Makes this state equal to source, a state of the same class; what is equal stays.
-  // Plain storage: no opposite end is written and no deviant is asked.
-  void internal_deviationAssign(Deviant, NSInterface::ObjectIntf* source, Deviant) override {
-    if (!source) return;
-    ReferenceCountingIntf* s = source->cast(Ops.stateTag());
-    if (s)
-      Ops.assign(primary_cast<NSInterface::ObjectIntf>(this),
-                 primary_cast<NSInterface::ObjectIntf>(s));
-  }
 
   bool hasId() const override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
   void removeId() override { detail::raiseNoIdOnState(Ops.statePath, __LINE__); }
@@ -248,6 +309,42 @@ class ElementState : public Intf {
   void setOnlyContainerKelpa(Deviant d, const ClassObject& c) override { setContainerKelpa(d, c); }
 
  protected:
+  // source as a state of the class State, or null for anything else (an identity, a
+  // state of another class, a sentinel).
+  template <class State>
+  static const State* sourceState(NSInterface::ObjectIntf* source) {
+    if (!Deviant::isRealState(source)) return nullptr;
+    ReferenceCountingIntf* s = source->cast(Ops.stateTag());
+    if (!s) return nullptr;
+    const Intf* intf = primary_cast<const Intf>(s);
+    return typeid(*intf) == typeid(State) ? static_cast<const State*>(intf) : nullptr;
+  }
+  // The kernel's steps of an assignment, at their place in the walk: applied stereotypes,
+  // model, container, external id, tool infos.
+  void assignKernel(const ElementState& s) {
+    const auto* from = primary_cast<const NSInterface::ClassObjectIntf>(&s);
+    const auto* to = primary_cast<const NSInterface::ClassObjectIntf>(this);
+    assignment::guarded([&] { detail::assignStereotypes(from, to); });
+    fModel = s.fModel;  // a model is never counted
+    assignment::guarded([&] {
+      if (!s.fPresent.has(Ops.containerBit)) {
+        fPresent.clear(Ops.containerBit);
+        setContainerPtr(nullptr);
+      } else if (!fPresent.has(Ops.containerBit) || fContainer != s.fContainer) {
+        setContainerPtr(s.fContainer);
+        fPresent.assign(Ops.containerBit, fContainer != nullptr);
+      }
+    });
+    assignment::guarded([&] { detail::assignExternalId(from, to); });
+    assignment::guarded([&] { detail::assignToolInfos(from, to); });
+  }
+  // What a dying state lets go of first: its sparse entries, its container and model.
+  void releaseKernel() noexcept {
+    detail::eraseSparseEntries(primary_cast<NSInterface::ClassObjectIntf>(this));
+    setContainerPtr(nullptr);
+    fModel = nullptr;
+  }
+
   // A state answers its sparse properties from its own entries.
   const NSInterface::ClassObjectIntf* sparseState(Deviant, bool) const override {
     return primary_cast<NSInterface::ClassObjectIntf>(this);
@@ -271,13 +368,6 @@ class ElementState : public Intf {
   // A containing element is counted, a containing model (a Factory's) is not.
   static bool counted(const NSInterface::ClassObjectIntf* p) {
     return p && detail::castTo<NSInterface::ModelIntf>(p) == nullptr;
-  }
-  void assignKernel(const ElementState& other) {
-    fModel = other.fModel;
-    setContainerPtr(other.fContainer);
-    fPresent = other.fPresent;
-    detail::copySparseEntries(primary_cast<NSInterface::ClassObjectIntf>(&other),
-                              primary_cast<NSInterface::ClassObjectIntf>(this));
   }
 
   NSInterface::ModelIntf* fModel = nullptr;

@@ -49,6 +49,10 @@ class MultiIndexImplForPrimitives : public Generic::SequenceIntf {
   bool append(const T& value);
   bool erase(const T& value);
   bool contains(const T& value) const;
+  // The same values in the same order.
+  bool sameValues(const MultiIndexImplForPrimitives& other) const;
+  bool specialized_equal(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant,
+                         bool& handled) const override;
 
   struct Container;
 

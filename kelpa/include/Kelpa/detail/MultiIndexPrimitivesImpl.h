@@ -79,6 +79,27 @@ MultiIndexImplForPrimitives<T>::~MultiIndexImplForPrimitives() {
 }
 
 template <class T>
+bool MultiIndexImplForPrimitives<T>::sameValues(const MultiIndexImplForPrimitives& other) const {
+  const int n = size();
+  if (n != other.size()) return false;
+  for (int i = 0; i < n; ++i) {
+    const T& a = (*fContainer)[static_cast<std::size_t>(i)];
+    const T& b = (*other.fContainer)[static_cast<std::size_t>(i)];
+    if (a < b || b < a) return false;
+  }
+  return true;
+}
+
+// Values are compared as values; boxes of equal values are different objects.
+template <class T>
+bool MultiIndexImplForPrimitives<T>::specialized_equal(const Deviant&, const SequenceIntf* other,
+                                                       const Deviant&, bool& handled) const {
+  const auto* o = dynamic_cast<const MultiIndexImplForPrimitives*>(other);
+  handled = o != nullptr;
+  return o && sameValues(*o);
+}
+
+template <class T>
 typename MultiIndexImplForPrimitives<T>::Container* MultiIndexImplForPrimitives<T>::container() {
   if (!fContainer) fContainer = new Container();
   return fContainer;

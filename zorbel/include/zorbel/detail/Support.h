@@ -202,19 +202,6 @@ template <class State>
 Kelpa::NSInterface::ObjectIntf* newState() {
   return Kelpa::primary_cast<Kelpa::NSInterface::ObjectIntf>(new State());
 }
-template <class Intf, class State>
-Kelpa::NSInterface::ObjectIntf* copyState(const Kelpa::NSInterface::ObjectIntf* state) {
-  const State& from = *static_cast<const State*>(Kelpa::primary_cast<const Intf>(state));
-  return Kelpa::primary_cast<Kelpa::NSInterface::ObjectIntf>(new State(from));
-}
-// Makes the state to equal the state from, member by member; equal members stay.
-template <class Intf, class State>
-void assignState(Kelpa::NSInterface::ObjectIntf* to, const Kelpa::NSInterface::ObjectIntf* from) {
-  State& target = *static_cast<State*>(Kelpa::primary_cast<Intf>(to));
-  const State& source = *static_cast<const State*>(Kelpa::primary_cast<const Intf>(from));
-  if (&target != &source) target = source;
-}
-
 // The id of the next object of the model; the first steps of every create.
 inline Kelpa::Integer newObjectId(const Kelpa::Model& model) {
   const Deviant d = model.getDeviant();
