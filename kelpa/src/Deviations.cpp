@@ -33,8 +33,13 @@ ObjectIntf* DeviationsCore::castState(const ElementOps& ops, ObjectIntf* slot) c
   return primary_cast<ObjectIntf>(slot->cast(ops.stateTag()));
 }
 
+// The deviant's table is read in place: this is the path of every read in a deviation.
 ObjectIntf* DeviationsCore::slotOf(Deviant d) const {
-  return d.getDeviantId() == 0 ? rootState : d.getStateOfObject(object);
+  if (d.getDeviantId() == 0) return rootState;
+  const detail::DeviantTables* tables = d.data()->tables;
+  if (!tables) return nullptr;
+  ObjectIntf* const* state = tables->states.find(object);
+  return state ? *state : nullptr;
 }
 
 void DeviationsCore::storeSlot(Deviant d, ObjectIntf* value) {
@@ -45,6 +50,11 @@ void DeviationsCore::storeSlot(Deviant d, ObjectIntf* value) {
 }
 
 void DeviationsCore::checkEntry(Deviant& d, Deviant root) const {
+  if (__builtin_expect(rootState != Deviant::ModelDestroyed && d.isValid() &&
+                           root.getDeviantId() == 0 && !root.isNull() &&
+                           (d == root || d.getRootDeviant() == root),
+                       true))
+    return;
   if (rootState == Deviant::ModelDestroyed)
     Asserter::MakeAlways<Exception>("object accessed after its model has been destroyed")
         .handle(kSource.path, __LINE__, "");
@@ -77,9 +87,11 @@ ObjectIntf* DeviationsCore::effectiveState(const ElementOps& ops, Deviant d) con
   return s;
 }
 
+// Slots hold states as the class made them (internal_setDeviation casts what it stores),
+// so that a read takes the slot as it stands.
 ObjectIntf* DeviationsCore::readStateSlow(const ElementOps& ops, Deviant d, Deviant root) const {
   checkEntry(d, root);
-  ObjectIntf* v = castState(ops, slotOf(d));
+  ObjectIntf* v = slotOf(d);
   if (v == Deviant::InvalidObject) {
     d.assertObjectNotPresentInDeviant(object);
   }
@@ -97,7 +109,7 @@ ObjectIntf* DeviationsCore::readStateSlow(const ElementOps& ops, Deviant d, Devi
 ObjectIntf* DeviationsCore::writeStateSlow(const ElementOps& ops, Deviant d, Deviant root) {
   checkEntry(d, root);
   if (DeviantAssertions::sAssertionsEnabled) d.internal_assertWritable(object);
-  ObjectIntf* v = castState(ops, slotOf(d));
+  ObjectIntf* v = slotOf(d);
   if (v && v != Deviant::FallbackToRoot) {
     if (v == Deviant::InvalidObject) d.assertObjectNotPresentInDeviant(object);
     shareRootState(ops, d);

@@ -74,8 +74,8 @@ void keepRootReadings(Deviant d, const NSInterface::ClassObjectIntf* object,
                       const std::function<NSInterface::ObjectIntf*()>& make) {
   DeviantTables* t = d.data() ? d.data()->tables : nullptr;
   if (!t) return;
-  if (auto at = t->savedAt.find(object); at != t->savedAt.end() && !t->saved[at->second].state)
-    t->saved[at->second].state = make();
+  if (const std::size_t* at = t->savedAt.find(object); at && !t->saved[*at].state)
+    t->saved[*at].state = make();
   if (!t->readsRoot.contains(object)) return;
   for (auto* records : {&t->undo, &t->redo})
     for (UndoRecord& record : *records)
@@ -87,19 +87,19 @@ DeviantTables::~DeviantTables() {
   releaseRecord(saved);
   for (UndoRecord& r : undo) releaseRecord(r);
   for (UndoRecord& r : redo) releaseRecord(r);
-  for (auto& [key, state] : states) {
+  states.forEach([](const NSInterface::ClassObjectIntf* key, NSInterface::ObjectIntf* state) {
     auto* object = const_cast<NSInterface::ClassObjectIntf*>(key);
     object->deviant_destroyState(state);
     object->decRef();
-  }
+  });
 }
 
 }  // namespace detail
 
 NSInterface::ObjectIntf* Deviant::getStateOfObject(const ClassObjectIntf* object) const {
   if (!fData || !fData->tables) return nullptr;
-  auto it = fData->tables->states.find(object);
-  return it == fData->tables->states.end() ? nullptr : it->second;
+  NSInterface::ObjectIntf* const* state = fData->tables->states.find(object);
+  return state ? *state : nullptr;
 }
 
 void Deviant::setStateOfObject(const ClassObjectIntf* object, ObjectIntf* state) {
@@ -111,11 +111,11 @@ void Deviant::setStateOfObject(const ClassObjectIntf* object, ObjectIntf* state)
   auto& states = fData->tables->states;
   auto* counted = const_cast<ClassObjectIntf*>(object);
   if (state) {
-    auto [it, inserted] = states.try_emplace(object, state);
+    auto [slot, inserted] = states.try_emplace(object, state);
     if (inserted)
       counted->incRef();
     else
-      it->second = state;
+      *slot = state;
   } else if (states.erase(object)) {
     counted->decRef();
   }
@@ -124,8 +124,8 @@ void Deviant::setStateOfObject(const ClassObjectIntf* object, ObjectIntf* state)
 NSInterface::ObjectIntf* Deviant::getSavedOldStateOfObject(const ClassObjectIntf* object) const {
   if (!fData || !fData->tables) return nullptr;
   const detail::DeviantTables& t = *fData->tables;
-  auto it = t.savedAt.find(object);
-  return it == t.savedAt.end() ? nullptr : t.saved[it->second].state;
+  const std::size_t* at = t.savedAt.find(object);
+  return at ? t.saved[*at].state : nullptr;
 }
 
 // The first save of an object in a transaction is what abandoning it restores. A later
@@ -136,13 +136,13 @@ void Deviant::saveOldStateOfObject(const ClassObjectIntf* object, ObjectIntf* st
   if (!fData->tables) fData->tables = new detail::DeviantTables();
   detail::DeviantTables& t = *fData->tables;
   auto* counted = const_cast<ClassObjectIntf*>(object);
-  auto [it, inserted] = t.savedAt.try_emplace(object, t.saved.size());
+  auto [at, inserted] = t.savedAt.try_emplace(object, t.saved.size());
   if (inserted) {
     counted->incRef();
     t.saved.push_back({counted, state});
     return;
   }
-  detail::SavedState& entry = t.saved[it->second];
+  detail::SavedState& entry = t.saved[*at];
   if (entry.state == nullptr || entry.state == state) {
     if (entry.state != state) counted->deviant_destroyState(state);
     return;

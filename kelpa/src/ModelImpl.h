@@ -8,6 +8,8 @@
 #include <Kelpa/Model.h>
 #include <Kelpa/MultiIndexImpl.h>
 
+#include "PointerMap.h"
+
 namespace Kelpa::detail {
 
 // One object's state kept aside: an old state saved in a transaction, or a state of an
@@ -23,10 +25,10 @@ using UndoRecord = std::vector<SavedState>;
 // a deviant still knows stays alive while it does.
 struct DeviantTables {
   ~DeviantTables();  // releases every state and object
-  std::unordered_map<const NSInterface::ClassObjectIntf*, NSInterface::ObjectIntf*> states;
+  PointerMap<NSInterface::ClassObjectIntf, NSInterface::ObjectIntf*> states;
   // The old states saved in the open transaction, in the order they were saved.
   UndoRecord saved;
-  std::unordered_map<const NSInterface::ClassObjectIntf*, std::size_t> savedAt;
+  PointerMap<NSInterface::ClassObjectIntf, std::size_t> savedAt;
   std::vector<UndoRecord> undo;
   std::vector<UndoRecord> redo;
   // Objects that an undo or redo record may hold as a null state, that is, read from the
