@@ -237,6 +237,26 @@ def _kernel(result, name, params=(), const=False, pure=False):
 
 
 _D = (DEVIANT, "d")
+_NAME = ("const Kelpa::String&", "name")
+_PROPERTY = ("const Kelpa::MetaHandle<Kelpa::NSInterface::PropertyIntf>&", "property")
+_VALUE = ("const Kelpa::Object&", "value")
+# The reflective operations, each by name and by property.
+_REFLECTION = [
+    _kernel(result, name, [_D, key] + extra, const)
+    for result, name, extra, const in [
+        ("Kelpa::Object", "get", [], True),
+        ("Kelpa::Object", "getOne", [], True),
+        ("bool", "has", [], True),
+        ("void", "setOrAdd", [_VALUE], False),
+        ("void", "setOrAddOnly", [_VALUE], False),
+        ("void", "remove", [_VALUE], False),
+        ("void", "remove", [], False),
+        ("void", "removeOnly", [_VALUE], False),
+        ("void", "removeOne", [], False),
+        ("void", "removeOneOnly", [], False),
+    ]
+    for key in (_NAME, _PROPERTY)
+]
 KERNEL_OPERATIONS = [
     _kernel("void", "incRef"),
     _kernel("void", "decRef"),
@@ -259,6 +279,7 @@ KERNEL_OPERATIONS = [
     _kernel("Kelpa::Deviant", "getRootDeviant", const=True),
     _kernel("Kelpa::String", "toString", [_D], True),
     _kernel("Kelpa::Object", "getEmptyValue", pure=True),
+    _kernel("Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf>", "getMetaType", [_D], True),
     _kernel("Kelpa::MetaHandle<Kelpa::NSInterface::ClassIntf>", "getMetaClass", const=True),
     _kernel("const Kelpa::ElementEnds*", "getElementEnds", const=True),
     _kernel("Kelpa::Sequence<Kelpa::ClassObject>", "getContaineeKelpas", [_D]),
@@ -274,6 +295,11 @@ KERNEL_OPERATIONS = [
     _kernel("Kelpa::ExternalToolInfo", "getExternalToolInfo", [_D, ("const Kelpa::String&", "toolName")], True),
     _kernel("void", "setExternalToolInfo", [_D, ("const Kelpa::ExternalToolInfo&", "info")]),
     _kernel("void", "removeExternalToolInfo", [_D, ("const Kelpa::ExternalToolInfo&", "info")]),
+    *_REFLECTION,
+    _kernel("bool", "hasUri", [_D], True),
+    _kernel("void", "removeUri", [_D]),
+    _kernel("void", "setUri", [_D, ("const Kelpa::String&", "uri")]),
+    _kernel("Kelpa::String", "getUri", [_D], True),
     _kernel("bool", "hasModelKelpa", [_D], True),
     _kernel("void", "removeModelKelpa", [_D]),
     _kernel("void", "setModelKelpa", [_D, ("const Kelpa::Model&", "model")]),
@@ -286,6 +312,10 @@ KERNEL_OPERATIONS = [
     _kernel("Kelpa::ClassObject", "getContainerKelpa", [_D], True),
     _kernel("void", "removeOnlyContainerKelpa", [_D]),
     _kernel("void", "setOnlyContainerKelpa", [_D, ("const Kelpa::ClassObject&", "container")]),
+    _kernel("bool", "hasRootModel", [_D], True),
+    _kernel("void", "removeRootModel", [_D]),
+    _kernel("Kelpa::Model", "getRootModel", [_D], True),
+    _kernel("void", "removeOnlyRootModel", [_D]),
     _kernel("bool", "hasExternalId", [_D], True),
     _kernel("void", "removeExternalId", [_D]),
     _kernel("void", "setExternalId", [_D, ("const Kelpa::String&", "id")]),

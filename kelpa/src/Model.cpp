@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include <Kelpa/Asserter.h>
+#include <Kelpa/ElementBase.h>
 
 #include "KernelCast.h"
 
@@ -210,7 +211,9 @@ ModelImpl::ModelImpl() : fRoot(newDeviantData(0, nullptr, this)) {
   liveModels().insert(this);
 }
 
-ModelImpl::~ModelImpl() = default;
+ModelImpl::~ModelImpl() {
+  detail::eraseSparseEntries(this);
+}
 
 void ModelImpl::decRef() {
   if (--fRefCount <= 0 && fDestroyed) delete this;

@@ -14,23 +14,25 @@ namespace Kelpa {
 namespace {
 constexpr Where kDeviationsSource{"kelpa/kernel/deviant/Deviations"};
 
-using ToolInfos = MultiIndexImplInternal::MultiIndexImplForPrimitives<ExternalToolInfo>;
-using Stereotypes = MultiIndexImpl<StereotypeObject>;
+using ToolInfos = ExternalToolInfos;
+using Stereotypes = StereotypeInstances;
 template <class V>
 using SparseMap = std::map<const NSInterface::ClassObjectIntf*, V>;
 
 // The process-wide sparse maps, keyed by state. Process lifetime: states may die in
 // destructors that run at exit.
 SparseMap<String>& externalIds() {
-  static auto* map = new SparseMap<String>();
-  return *map;
+  return NSInterface::ClassObjectIntf::externalId_sparse();
 }
 SparseMap<ToolInfos*>& toolInfos() {
-  static auto* map = new SparseMap<ToolInfos*>();
-  return *map;
+  return NSInterface::ClassObjectIntf::externalToolInfo_sparse();
 }
 SparseMap<Stereotypes*>& stereotypes() {
-  static auto* map = new SparseMap<Stereotypes*>();
+  return NSInterface::ClassObjectIntf::appliedStereotypeInstance_sparse();
+}
+// URIs are kept as external ids are.
+SparseMap<String>& uris() {
+  static auto* map = new SparseMap<String>();
   return *map;
 }
 
@@ -182,6 +184,51 @@ const ClassObjectIntf* ClassObjectIntf::sparseState(Deviant d, bool write) const
   return write ? writeStateOrRaise(d)->sparseKey() : readStateOrRaise(d)->sparseKey();
 }
 
+ClassObjectIntf::ExternalIdMap& ClassObjectIntf::externalId_sparse() {
+  static auto* map = new ExternalIdMap();
+  return *map;
+}
+ClassObjectIntf::ExternalToolInfoMap& ClassObjectIntf::externalToolInfo_sparse() {
+  static auto* map = new ExternalToolInfoMap();
+  return *map;
+}
+ClassObjectIntf::StereotypeInstanceMap& ClassObjectIntf::appliedStereotypeInstance_sparse() {
+  static auto* map = new StereotypeInstanceMap();
+  return *map;
+}
+
+bool ClassObjectIntf::hasUri(Deviant d) const {
+  return uris().count(sparseState(d, false)) != 0;
+}
+void ClassObjectIntf::removeUri(Deviant d) {
+  uris().erase(sparseState(d, true));
+}
+void ClassObjectIntf::setUri(Deviant d, const Kelpa::String& uri) {
+  const ClassObjectIntf* key = sparseState(d, true);
+  if (uri.empty())
+    uris().erase(key);
+  else
+    uris()[key] = uri;
+}
+Kelpa::String ClassObjectIntf::getUri(Deviant d) const {
+  auto& map = uris();
+  auto it = map.find(sparseState(d, false));
+  return it == map.end() ? Kelpa::String() : it->second;
+}
+
+bool ClassObjectIntf::hasRootModel(Deviant d) const {
+  return hasModelKelpa(d);
+}
+void ClassObjectIntf::removeRootModel(Deviant d) {
+  removeModelKelpa(d);
+}
+Model ClassObjectIntf::getRootModel(Deviant d) const {
+  return getModelKelpa(d);
+}
+void ClassObjectIntf::removeOnlyRootModel(Deviant d) {
+  removeOnlyModelKelpa(d);
+}
+
 // The external id lives in the sparse map under the state, so that each deviant's
 // state has its own.
 bool ClassObjectIntf::hasExternalId(Deviant d) const {
@@ -273,6 +320,7 @@ void raiseNoState(const void* slot) {
 
 void eraseSparseEntries(const NSInterface::ClassObjectIntf* state) noexcept {
   externalIds().erase(state);
+  uris().erase(state);
   eraseEntry(toolInfos(), state);
   eraseEntry(stereotypes(), state);
 }
@@ -297,6 +345,17 @@ void assignEntries(SparseMap<Seq*>& map, const NSInterface::ClassObjectIntf* fro
     *map.find(to)->second = Seq();
   }
 }
+// A sparse text: present in the source, copied unless equal; absent, erased.
+void assignText(SparseMap<String>& texts, const NSInterface::ClassObjectIntf* from,
+                const NSInterface::ClassObjectIntf* to) {
+  auto source = texts.find(from);
+  if (source == texts.end()) {
+    texts.erase(to);
+    return;
+  }
+  auto [target, inserted] = texts.try_emplace(to, source->second);
+  if (!inserted && !(target->second == source->second)) target->second = source->second;
+}
 }  // namespace
 
 void assignStereotypes(const NSInterface::ClassObjectIntf* from,
@@ -311,14 +370,8 @@ void assignToolInfos(const NSInterface::ClassObjectIntf* from,
 
 void assignExternalId(const NSInterface::ClassObjectIntf* from,
                       const NSInterface::ClassObjectIntf* to) {
-  auto& ids = externalIds();
-  auto source = ids.find(from);
-  if (source == ids.end()) {
-    ids.erase(to);
-    return;
-  }
-  auto [target, inserted] = ids.try_emplace(to, source->second);
-  if (!inserted && !(target->second == source->second)) target->second = source->second;
+  assignText(uris(), from, to);
+  assignText(externalIds(), from, to);
 }
 
 std::size_t externalIdCount() {

@@ -47,14 +47,6 @@ const IntrospectiveMethods& recordOf(const PropertyIntf& p) {
   return *m;
 }
 
-void requireWritable(const ClassObjectIntf* object, const PropertyIntf& p) {
-  if (p.isReadOnly() || p.isDerived() || p.isDerivedUnion())
-    raise(kSource, __LINE__,
-          ("property " + describe(reflect::metaClassOf(object), p.getName()) +
-           " is read-only or derived and cannot be written by reflection")
-              .c_str());
-}
-
 void requireMember(const ClassObjectIntf* object, const PropertyIntf& p) {
   if (__builtin_expect(p.getOwner()->isInstance(object), true)) return;
   const ClassIntf* cls = reflect::metaClassOf(object);
@@ -91,28 +83,21 @@ bool hasIn(const ClassObjectIntf* object, Deviant d, const PropertyIntf& p) {
   return m.hasSingleValued(object, d, p.getIndex());
 }
 
+// Writes go through the record as they stand: what a setter raises (a stub's text, a
+// value of another type's bad_any_cast) reaches the caller unchanged.
 void setOrAddIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
                 bool only) {
-  requireWritable(object, p);
   const IntrospectiveMethods& m = recordOf(p);
-  try {
-    if (p.isMultiValued()) {
-      Sequence<Object> s = only ? m.getOnlyMultiValued(object, d, p.getIndex())
-                                : m.getMultiValued(object, d, p.getIndex());
-      s.push_back(value);
-      return;
-    }
-    (only ? m.setOnlySingleValued : m.setSingleValued)(object, d, p.getIndex(), value);
-  } catch (const Tovi::bad_any_cast&) {
-    raise(
-        kSource, __LINE__,
-        ("a value of another type given for " + describe(reflect::metaClassOf(object), p.getName()))
-            .c_str());
+  if (p.isMultiValued()) {
+    Sequence<Object> s = only ? m.getOnlyMultiValued(object, d, p.getIndex())
+                              : m.getMultiValued(object, d, p.getIndex());
+    s.push_back(value);
+    return;
   }
+  (only ? m.setOnlySingleValued : m.setSingleValued)(object, d, p.getIndex(), value);
 }
 
 void removeIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool only) {
-  requireWritable(object, p);
   const IntrospectiveMethods& m = recordOf(p);
   if (p.isMultiValued()) {
     (only ? m.getOnlyMultiValued : m.getMultiValued)(object, d, p.getIndex()).clear();
@@ -124,7 +109,6 @@ void removeIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool on
 void removeIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
               bool only) {
   if (!p.isMultiValued()) return removeIn(object, d, p, only);
-  requireWritable(object, p);
   const IntrospectiveMethods& m = recordOf(p);
   (only ? m.getOnlyMultiValued : m.getMultiValued)(object, d, p.getIndex()).remove(value);
 }
@@ -151,8 +135,15 @@ bool sameValue(const Object& a, const Object& b) {
 void removeOneIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const Object& value,
                  bool only) {
   if (p.isMultiValued()) return removeIn(object, d, p, value, only);
-  requireWritable(object, p);
   if (sameValue(getIn(object, d, p), value)) removeIn(object, d, p, only);
+}
+
+// One value taken out: the single value, or the first of a sequence.
+void removeFirstIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bool only) {
+  if (!p.isMultiValued()) return removeIn(object, d, p, only);
+  const IntrospectiveMethods& m = recordOf(p);
+  Sequence<Object> s = (only ? m.getOnlyMultiValued : m.getMultiValued)(object, d, p.getIndex());
+  if (!s.isNull() && !s.empty()) s.remove(s.front());
 }
 
 }  // namespace
@@ -285,5 +276,91 @@ void remove(const ImmutableClassObject& o, std::string_view name, const Object& 
 void removeOnly(const ImmutableClassObject& o, std::string_view name, const Object& value) {
   removeIn(target(o), o.getDeviant(), named(o, name), value, true);
 }
+
+// The kernel's reflective operations of an element: the property by name, or a held
+// property that must belong to the element's class.
+namespace NSInterface {
+namespace {
+const PropertyIntf& named(const ClassObjectIntf* o, const Kelpa::String& name) {
+  return reflect::propertyOf(o, name.str());
+}
+const PropertyIntf& member(const ClassObjectIntf* o, const ImmutableProperty& p) {
+  if (p.isNull()) raiseNullRef();
+  requireMember(o, *p.get());
+  return *p.get();
+}
+}  // namespace
+
+Object ClassObjectIntf::get(Deviant d, const Kelpa::String& name) const {
+  return getIn(this, d, named(this, name));
+}
+Object ClassObjectIntf::get(Deviant d, const ImmutableProperty& p) const {
+  return getIn(this, d, member(this, p));
+}
+Object ClassObjectIntf::getOne(Deviant d, const Kelpa::String& name) const {
+  return getOneIn(this, d, named(this, name));
+}
+Object ClassObjectIntf::getOne(Deviant d, const ImmutableProperty& p) const {
+  return getOneIn(this, d, member(this, p));
+}
+bool ClassObjectIntf::has(Deviant d, const Kelpa::String& name) const {
+  return hasIn(this, d, named(this, name));
+}
+bool ClassObjectIntf::has(Deviant d, const ImmutableProperty& p) const {
+  return hasIn(this, d, member(this, p));
+}
+void ClassObjectIntf::setOrAdd(Deviant d, const Kelpa::String& name, const Object& value) {
+  setOrAddIn(this, d, named(this, name), value, false);
+}
+void ClassObjectIntf::setOrAdd(Deviant d, const ImmutableProperty& p, const Object& value) {
+  setOrAddIn(this, d, member(this, p), value, false);
+}
+void ClassObjectIntf::setOrAddOnly(Deviant d, const Kelpa::String& name, const Object& value) {
+  setOrAddIn(this, d, named(this, name), value, true);
+}
+void ClassObjectIntf::setOrAddOnly(Deviant d, const ImmutableProperty& p, const Object& value) {
+  setOrAddIn(this, d, member(this, p), value, true);
+}
+void ClassObjectIntf::remove(Deviant d, const Kelpa::String& name, const Object& value) {
+  removeIn(this, d, named(this, name), value, false);
+}
+void ClassObjectIntf::remove(Deviant d, const ImmutableProperty& p, const Object& value) {
+  removeIn(this, d, member(this, p), value, false);
+}
+void ClassObjectIntf::remove(Deviant d, const Kelpa::String& name) {
+  removeIn(this, d, named(this, name), false);
+}
+void ClassObjectIntf::remove(Deviant d, const ImmutableProperty& p) {
+  removeIn(this, d, member(this, p), false);
+}
+void ClassObjectIntf::removeOnly(Deviant d, const Kelpa::String& name, const Object& value) {
+  removeIn(this, d, named(this, name), value, true);
+}
+void ClassObjectIntf::removeOnly(Deviant d, const ImmutableProperty& p, const Object& value) {
+  removeIn(this, d, member(this, p), value, true);
+}
+void ClassObjectIntf::removeOne(Deviant d, const Kelpa::String& name) {
+  removeFirstIn(this, d, named(this, name), false);
+}
+void ClassObjectIntf::removeOne(Deviant d, const ImmutableProperty& p) {
+  removeFirstIn(this, d, member(this, p), false);
+}
+void ClassObjectIntf::removeOneOnly(Deviant d, const Kelpa::String& name) {
+  removeFirstIn(this, d, named(this, name), true);
+}
+void ClassObjectIntf::removeOneOnly(Deviant d, const ImmutableProperty& p) {
+  removeFirstIn(this, d, member(this, p), true);
+}
+
+// An element's meta type is its metaclass; a value's, the data type registered under
+// its type name.
+MetaHandle<TypeIntf> ObjectIntf::getMetaType(Deviant) const {
+  return TypeInfoRegistry::getMetaType(getRuvoName(false));
+}
+MetaHandle<TypeIntf> ClassObjectIntf::getMetaType(Deviant) const {
+  const ImmutableClass cls = getMetaClass();
+  return MetaHandle<TypeIntf>(cls.get(), cls.getDeviant());
+}
+}  // namespace NSInterface
 
 }  // namespace Kelpa

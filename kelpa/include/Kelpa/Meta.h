@@ -279,6 +279,8 @@ class PackageIntf : public MetaObjectIntf {
   const char* kind() const override { return "Package"; }
   const String& getUri() const noexcept { return fUri; }
   void setUri(const String& uri) { fUri = uri; }
+  using ClassObjectIntf::getUri;
+  using ClassObjectIntf::setUri;
   // Types in the order they were entered; the package owns them.
   const std::vector<TypeIntf*>& getOwnedTypes() const noexcept { return fTypes; }
   void addOwnedType(TypeIntf* type);

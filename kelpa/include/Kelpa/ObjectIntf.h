@@ -7,6 +7,7 @@
 // the same interface. The accessors at this level are the kernel's own bodies: they
 // resolve the state to read or write through getReadDeviantI/getWriteDeviantI and
 // call the same operation on it, where the state class stores the value.
+#include <map>
 #include <string>
 
 #include <Kelpa/Cleanup.h>
@@ -28,11 +29,20 @@ template <class Intf>
 class MetaHandle;
 struct IntrospectiveMethods;
 struct ElementEnds;
+template <class T>
+class MultiIndexImpl;
+namespace MultiIndexImplInternal {
+template <class T>
+class MultiIndexImplForPrimitives;
+}
+using ExternalToolInfos = MultiIndexImplInternal::MultiIndexImplForPrimitives<ExternalToolInfo>;
+using StereotypeInstances = MultiIndexImpl<StereotypeObject>;
 
 namespace NSInterface {
 
 class ClassIntf;
 class TypeIntf;
+class PropertyIntf;
 
 class ObjectIntf : public ReferenceCountingIntf {
  public:
@@ -58,6 +68,9 @@ class ObjectIntf : public ReferenceCountingIntf {
   virtual std::string getRuvoName(bool immutable) const = 0;
   virtual Kelpa::String toString(Deviant d) const;
   virtual Object getEmptyValue() = 0;
+  // The type of the object in the meta-registry: an element's metaclass, a value's
+  // data type; a null handle for a type the registry does not know.
+  virtual MetaHandle<TypeIntf> getMetaType(Deviant d) const;
   virtual ObjectIntf* getReadDeviantI(Deviant d, const ObjectIntf*) const;
   virtual ObjectIntf* getWriteDeviantI(Deviant d, const ObjectIntf*) const;
 };
@@ -69,6 +82,7 @@ class ClassObjectIntf : public ObjectIntf {
   // The element's metaclass in the meta-registry; a null handle for an object whose
   // class the registry does not know.
   virtual MetaHandle<ClassIntf> getMetaClass() const;
+  MetaHandle<TypeIntf> getMetaType(Deviant d) const override;
 
   // The kernel's record of the class: stereotype instances (1), external id (2),
   // container (3), model (4), tool infos (5).
@@ -99,6 +113,41 @@ class ClassObjectIntf : public ObjectIntf {
   virtual void setExternalToolInfo(Deviant d, const ExternalToolInfo& info);
   virtual void removeExternalToolInfo(Deviant d, const ExternalToolInfo& info);
 
+  // Reflection, by name and by property, through the record of the class that declares
+  // the property. A multi-valued property reads as a sequence Object; getOne gives its
+  // first value. The Only forms write one end of an association. removeOne takes out
+  // one value: a single value, or the first of a sequence. Nothing is checked in front
+  // of the record: a derived or read-only property is written through it like any
+  // other, and what its setter raises passes through unchanged.
+  virtual Object get(Deviant d, const Kelpa::String& name) const;
+  virtual Object get(Deviant d, const MetaHandle<PropertyIntf>& property) const;
+  virtual Object getOne(Deviant d, const Kelpa::String& name) const;
+  virtual Object getOne(Deviant d, const MetaHandle<PropertyIntf>& property) const;
+  virtual bool has(Deviant d, const Kelpa::String& name) const;
+  virtual bool has(Deviant d, const MetaHandle<PropertyIntf>& property) const;
+  virtual void setOrAdd(Deviant d, const Kelpa::String& name, const Object& value);
+  virtual void setOrAdd(Deviant d, const MetaHandle<PropertyIntf>& property, const Object& value);
+  virtual void setOrAddOnly(Deviant d, const Kelpa::String& name, const Object& value);
+  virtual void setOrAddOnly(Deviant d, const MetaHandle<PropertyIntf>& property,
+                            const Object& value);
+  virtual void remove(Deviant d, const Kelpa::String& name, const Object& value);
+  virtual void remove(Deviant d, const MetaHandle<PropertyIntf>& property, const Object& value);
+  virtual void remove(Deviant d, const Kelpa::String& name);
+  virtual void remove(Deviant d, const MetaHandle<PropertyIntf>& property);
+  virtual void removeOnly(Deviant d, const Kelpa::String& name, const Object& value);
+  virtual void removeOnly(Deviant d, const MetaHandle<PropertyIntf>& property,
+                          const Object& value);
+  virtual void removeOne(Deviant d, const Kelpa::String& name);
+  virtual void removeOne(Deviant d, const MetaHandle<PropertyIntf>& property);
+  virtual void removeOneOnly(Deviant d, const Kelpa::String& name);
+  virtual void removeOneOnly(Deviant d, const MetaHandle<PropertyIntf>& property);
+
+  // The URI of the object: sparse, like the external id.
+  virtual bool hasUri(Deviant d) const;
+  virtual void removeUri(Deviant d);
+  virtual void setUri(Deviant d, const Kelpa::String& uri);
+  virtual Kelpa::String getUri(Deviant d) const;
+
   // The model that holds the element.
   virtual bool hasModelKelpa(Deviant d) const;
   virtual void removeModelKelpa(Deviant d);
@@ -115,6 +164,13 @@ class ClassObjectIntf : public ObjectIntf {
   virtual void removeOnlyContainerKelpa(Deviant d);
   virtual void setOnlyContainerKelpa(Deviant d, const ClassObject& container);
 
+  // The model at the top of the element's models: the model that holds it, as models
+  // do not nest here.
+  virtual bool hasRootModel(Deviant d) const;
+  virtual void removeRootModel(Deviant d);
+  virtual Model getRootModel(Deviant d) const;
+  virtual void removeOnlyRootModel(Deviant d);
+
   // Sparse properties: kept in process-wide maps keyed by the state object, so that
   // a state without them costs nothing.
   virtual bool hasExternalId(Deviant d) const;
@@ -130,6 +186,14 @@ class ClassObjectIntf : public ObjectIntf {
   virtual ClassObjectIntf* getWriteDeviantI(Deviant d, const ClassObjectIntf*) const;
   using ObjectIntf::getReadDeviantI;
   using ObjectIntf::getWriteDeviantI;
+
+  // The process-wide maps of the sparse properties, keyed by state.
+  using ExternalIdMap = std::map<const ClassObjectIntf*, Kelpa::String>;
+  using ExternalToolInfoMap = std::map<const ClassObjectIntf*, ExternalToolInfos*>;
+  using StereotypeInstanceMap = std::map<const ClassObjectIntf*, StereotypeInstances*>;
+  static ExternalIdMap& externalId_sparse();
+  static ExternalToolInfoMap& externalToolInfo_sparse();
+  static StereotypeInstanceMap& appliedStereotypeInstance_sparse();
 
   // The element as a key of the sparse maps (the object at the ClassObjectIntf of
   // its first-base chain).
