@@ -268,6 +268,12 @@ bool MultiIndexImplForRefs::generic_accepts(const Object& value) const {
   return fTraits->tryCast(value.get()) != nullptr;
 }
 
+bool MultiIndexImplForRefs::generic_remove(const Deviant&, const Object& value) {
+  if (!fContainer || value.isNull()) return false;
+  auto* key = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
+  return key && eraseKey(key);
+}
+
 bool MultiIndexImplForRefs::specialized_equal(const Deviant&, const SequenceIntf* other,
                                               const Deviant&, bool& handled) const {
   const auto* o = dynamic_cast<const MultiIndexImplForRefs*>(other);
