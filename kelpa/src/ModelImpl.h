@@ -8,6 +8,8 @@
 #include <Kelpa/Model.h>
 #include <Kelpa/MultiIndexImpl.h>
 
+#include "RootObjectList.h"
+
 namespace Kelpa::detail {
 
 // One object's state kept aside: an old state saved in a transaction, or a state of an
@@ -132,7 +134,7 @@ class ModelImpl final : public NSInterface::ModelIntf {
   NSInterface::ClassObjectIntf* fPending = nullptr;
   std::unordered_set<NSInterface::ClassObjectIntf*> fUnbound;
   std::size_t fObjectCount = 0;
-  MultiIndexImpl<ClassObject> fRootObjects;
+  RootObjectList fRootObjects{&MultiIndexImplForRefsHelper::traits<ClassObject>};
   MultiIndexImpl<ClassObject> fTopPackages;
 };
 
