@@ -21,7 +21,35 @@ void BM_CreateCommentInPackage(benchmark::State& state) {
   for (auto _ : state) owned.push_back(zorbel::Comment::create(scope.model));
   reportBytes(state, before);
 }
-BENCHMARK(BM_CreateCommentInPackage)->Iterations(1'000'000);
+// The same at three sizes: a Comment costs the same however many came before it.
+BENCHMARK(BM_CreateCommentInPackage)->Arg(100'000)->Iterations(100'000);
+BENCHMARK(BM_CreateCommentInPackage)->Arg(1'000'000)->Iterations(1'000'000);
+BENCHMARK(BM_CreateCommentInPackage)->Arg(10'000'000)->Iterations(10'000'000);
+
+// A model built bottom-up: N Comments made first, each a root object of the model, then
+// given to a package as owned comments in the order they were made, each leaving the
+// root objects from the front. One iteration builds the whole model; the counters give
+// the time and the heap per element.
+void BM_BuildModelBottomUp(benchmark::State& state) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  ScopedModel scope;
+  std::vector<zorbel::Comment> comments;
+  comments.reserve(n);
+  const std::size_t before = heapInUse();
+  for (auto _ : state) {
+    for (std::size_t i = 0; i < n; ++i) comments.push_back(zorbel::Comment::create(scope.model));
+    zorbel::Package package = zorbel::Package::create(scope.model);
+    Kelpa::Sequence<zorbel::Comment> owned = package->getOwnedComments(scope.root);
+    for (const zorbel::Comment& c : comments) owned.push_back(c);
+    benchmark::DoNotOptimize(owned.size());
+  }
+  const double elements = static_cast<double>(n) * static_cast<double>(state.iterations());
+  state.counters["bytes_per_element"] = static_cast<double>(heapInUse() - before) / elements;
+  state.counters["ns_per_element"] =
+      benchmark::Counter(elements, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.SetItemsProcessed(static_cast<std::int64_t>(elements));
+}
+BENCHMARK(BM_BuildModelBottomUp)->Arg(100'000)->Arg(1'000'000)->Arg(10'000'000)->Iterations(1);
 
 void BM_CreateClass(benchmark::State& state) {
   ScopedModel scope;

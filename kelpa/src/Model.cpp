@@ -458,7 +458,7 @@ void ModelImpl::destroyModel() {
     d->refresh();
     d->model = nullptr;
   }
-  fRootObjects.sequence()->generic_clear(Deviant(fRoot));
+  fRootObjects.generic_clear(Deviant(fRoot));
   fTopPackages.sequence()->generic_clear(Deviant(fRoot));
   fDense.clear();
   fSparse.clear();

@@ -9,6 +9,7 @@
 #include <Kelpa/MultiIndexImpl.h>
 
 #include "PointerMap.h"
+#include "RootObjectList.h"
 
 namespace Kelpa::detail {
 
@@ -134,7 +135,7 @@ class ModelImpl final : public NSInterface::ModelIntf {
   NSInterface::ClassObjectIntf* fPending = nullptr;
   std::unordered_set<NSInterface::ClassObjectIntf*> fUnbound;
   std::size_t fObjectCount = 0;
-  MultiIndexImpl<ClassObject> fRootObjects;
+  RootObjectList fRootObjects{&MultiIndexImplForRefsHelper::traits<ClassObject>};
   MultiIndexImpl<ClassObject> fTopPackages;
 };
 

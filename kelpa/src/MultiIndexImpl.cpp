@@ -5,6 +5,8 @@
 #include <boost/multi_index/random_access_index.hpp>
 #include <boost/multi_index_container.hpp>
 
+#include <functional>
+
 #include <Kelpa/Asserter.h>
 #include <Tovi/SmallObjects.h>
 
@@ -120,6 +122,16 @@ NSInterface::ClassObjectIntf* MultiIndexImplForRefs::keyAt(int index) const {
 
 bool MultiIndexImplForRefs::insertKeyAt(int index, Key key) {
   RefContainer* c = container();
+  if (static_cast<std::size_t>(index) == c->size()) {
+    // An append goes in through the lookup index, which puts it last in position order
+    // too; with the end as hint, a key above all others is linked without a search.
+    auto& byKey = c->get<1>();
+    const std::size_t before = c->size();
+    byKey.insert(byKey.end(), key);
+    if (c->size() == before) return false;
+    key->incRef();
+    return true;
+  }
   auto result = c->insert(c->begin() + index, key);
   if (result.second) key->incRef();
   return result.second;
@@ -141,7 +153,12 @@ bool MultiIndexImplForRefs::eraseKey(const NSInterface::ClassObjectIntf* key) {
 }
 
 bool MultiIndexImplForRefs::containsKey(const NSInterface::ClassObjectIntf* key) const {
-  return fContainer && fContainer->get<1>().count(const_cast<Key>(key)) != 0;
+  if (!fContainer || fContainer->empty()) return false;
+  const auto& byKey = fContainer->get<1>();
+  // Elements are mostly added in the order they were made, and the pools hand out rising
+  // addresses: a key above the greatest one, which the tree keeps at hand, is absent.
+  if (std::less<Key>()(*byKey.rbegin(), const_cast<Key>(key))) return false;
+  return byKey.count(const_cast<Key>(key)) != 0;
 }
 
 Object MultiIndexImplForRefs::generic_at(int index, const Deviant& d) const {
@@ -266,6 +283,12 @@ int MultiIndexImplForRefs::generic_indexOf(const Object& value) const {
 
 bool MultiIndexImplForRefs::generic_accepts(const Object& value) const {
   return fTraits->tryCast(value.get()) != nullptr;
+}
+
+bool MultiIndexImplForRefs::generic_remove(const Deviant&, const Object& value) {
+  if (!fContainer || value.isNull()) return false;
+  auto* key = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
+  return key && eraseKey(key);
 }
 
 bool MultiIndexImplForRefs::specialized_equal(const Deviant&, const SequenceIntf* other,

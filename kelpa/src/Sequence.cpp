@@ -34,6 +34,13 @@ bool SequenceIntf::generic_accepts(const Object& value) const {
   return !value.isNull();
 }
 
+bool SequenceIntf::generic_remove(const Deviant& d, const Object& value) {
+  const int index = generic_indexOf(value);
+  if (index < 0) return false;
+  generic_eraseAt(d, index);
+  return true;
+}
+
 bool SequenceIntf::specialized_equal(const Deviant&, const SequenceIntf*, const Deviant&,
                                      bool& handled) const {
   handled = false;

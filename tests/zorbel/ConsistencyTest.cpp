@@ -2,6 +2,8 @@
 // path a client has.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include <zorbel/zorbel.h>
 
 #include "../support/Failure.h"
@@ -76,6 +78,46 @@ TEST_F(Consistency, ACompositeInsertMovesTheElementBetweenOwners) {
   cls->removeOwner(root);
   EXPECT_TRUE(first->getPackagedElements(root).empty());
   EXPECT_TRUE(roots.contains(Kelpa::ClassObject(cls)));
+}
+
+// Built bottom-up: the classes leave the root objects as they get their owner, from the
+// front, while the rest keep their order; released ones come back at the end.
+TEST_F(Consistency, BottomUpBuildingTakesElementsOutOfTheRootObjectsInOrder) {
+  constexpr int kClasses = 600;
+  std::vector<Class> classes;
+  for (int i = 0; i < kClasses; ++i) classes.push_back(Class::create(model));
+  const Package package = Package::create(model);
+  Kelpa::Sequence<Kelpa::ClassObject> roots = model->getRootObjects(root);
+  Kelpa::Sequence<PackageableElement> owned = package->getPackagedElements(root);
+  auto rootsAre = [&](const std::vector<const void*>& expected) {
+    std::vector<const void*> seen, byIndex;
+    for (const Kelpa::ClassObject& o : roots) seen.push_back(o.get());
+    for (int i = static_cast<int>(roots.size()) - 1; i >= 0; --i)
+      byIndex.insert(byIndex.begin(), roots[i].get());
+    return seen == expected && byIndex == expected;
+  };
+  for (int i = 0; i < kClasses; ++i) {
+    owned.push_back(classes[i]);
+    if (i % 150 == 149 || i == 0) {
+      std::vector<const void*> expected;
+      for (int k = i + 1; k < kClasses; ++k) expected.push_back(Kelpa::ClassObject(classes[k]).get());
+      expected.push_back(Kelpa::ClassObject(package).get());
+      ASSERT_TRUE(rootsAre(expected)) << "after " << i + 1 << " owners";
+      if (i + 1 < kClasses) {
+        EXPECT_EQ(roots.get()->generic_indexOf(Kelpa::ClassObject(classes[kClasses - 1])),
+                  kClasses - i - 2);
+      }
+    }
+  }
+  ASSERT_EQ(owned.size(), kClasses);
+  EXPECT_EQ(owned[kClasses / 2].get(), PackageableElement(classes[kClasses / 2]).get());
+  classes[7]->removeOwner(root);
+  classes[3]->removeOwner(root);
+  EXPECT_TRUE(rootsAre({Kelpa::ClassObject(package).get(), Kelpa::ClassObject(classes[7]).get(),
+                        Kelpa::ClassObject(classes[3]).get()}));
+  EXPECT_EQ(owned.size(), kClasses - 2);
+  EXPECT_EQ(owned[3].get(), PackageableElement(classes[4]).get());
+  EXPECT_EQ(owned[6].get(), PackageableElement(classes[8]).get());
 }
 
 TEST_F(Consistency, UnionsReadTheirContributorsInOrder) {

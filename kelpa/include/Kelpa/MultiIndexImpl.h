@@ -53,6 +53,7 @@ class MultiIndexImplForRefs : public Generic::SequenceIntf {
   bool generic_contains(const Object& value) const override;
   int generic_indexOf(const Object& value) const override;
   bool generic_accepts(const Object& value) const override;
+  bool generic_remove(const Deviant& d, const Object& value) override;
   bool specialized_equal(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant,
                          bool& handled) const override;
   void specialized_assign(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant,

@@ -58,6 +58,9 @@ class SequenceIntf : public ReferenceCountingIntf {
   virtual int generic_indexOf(const Object& value) const = 0;
   // Whether an insertion of value would be taken (its type fits), without raising.
   virtual bool generic_accepts(const Object& value) const;
+  // Erases value if present and says whether it was: by default its position, then an
+  // erase there; a stored container finds and unlinks it in one step.
+  virtual bool generic_remove(const Deviant& d, const Object& value);
   // Fast forms for two sequences of the same class; handled = false hands over to
   // the generic element-by-element forms.
   virtual bool specialized_equal(const Deviant& d, const SequenceIntf* other,
@@ -257,10 +260,7 @@ class Sequence : public ImmutableSequence<T> {
 
 template <class T>
 bool Sequence<T>::remove(const T& v) {
-  const int index = this->seq()->generic_indexOf(detail::toObject(v));
-  if (index < 0) return false;
-  erase(index);
-  return true;
+  return this->seq()->generic_remove(this->fDeviant, detail::toObject(v));
 }
 
 }  // namespace Kelpa
