@@ -444,6 +444,7 @@ bool ModelImpl::canRedo(Deviant d) const {
 
 void ModelImpl::destroyModel() {
   if (fDestroyed) return;
+  ModelCache::instance().unbindModel(this);
   // Keep every element alive while the model lets go of it, so that no destructor
   // runs while the sets are walked.
   std::vector<NSInterface::ClassObjectIntf*> objects;
@@ -475,6 +476,59 @@ void ModelImpl::destroyModel() {
 
 ImmutableModel::ImmutableModel(const NSInterface::ModelIntf* p, Deviant d)
     : ImmutableClassObject(p, d) {}
+
+const std::u16string ModelCache::UNTITLED = u"untitled:model";
+
+ModelCache& ModelCache::instance() {
+  static auto* cache = new ModelCache();  // process lifetime: models outlive statics
+  return *cache;
+}
+
+std::u16string ModelCache::getNextAvailableModelUri(const std::u16string& base) const {
+  unsigned& next = fNext[base];
+  for (;;) {
+    std::u16string uri = base;
+    for (char c : std::to_string(++next)) uri += static_cast<char16_t>(c);
+    if (!fModels.contains(uri)) return uri;
+  }
+}
+
+void ModelCache::bindModel(const std::u16string& uri, const Model& model) {
+  if (model.isNull()) raiseNullRef();
+  auto [it, inserted] = fModels.try_emplace(uri, model.get());
+  if (!inserted) {
+    unbindUri(it->second, uri);
+    it->second = model.get();
+  }
+  fUris.emplace(model.get(), uri);
+}
+
+void ModelCache::unbindUri(const NSInterface::ModelIntf* model, const std::u16string& uri) {
+  auto [first, last] = fUris.equal_range(model);
+  for (auto it = first; it != last; ++it) {
+    if (it->second == uri) {
+      fUris.erase(it);
+      return;
+    }
+  }
+}
+
+Model ModelCache::findModel(const std::u16string& uri) const {
+  auto it = fModels.find(uri);
+  if (it == fModels.end()) return Model();
+  return Model(it->second, it->second->getRootDeviant());
+}
+
+void ModelCache::unbindModel(const NSInterface::ModelIntf* model) {
+  auto [first, last] = fUris.equal_range(model);
+  for (auto it = first; it != last; ++it) fModels.erase(it->second);
+  fUris.erase(first, last);
+}
+
+ClipboardManagerImpl& ClipboardManager::instance() {
+  static auto* clipboard = new ClipboardManagerImpl();
+  return *clipboard;
+}
 
 Model NSInterface::FactoryIntf::createNewModel() {
   auto* model = new detail::ModelImpl();

@@ -300,7 +300,28 @@ void ClassObjectIntf::removeExternalToolInfo(Deviant d, const ExternalToolInfo& 
   if (it != map.end()) it->second->erase(info);
 }
 
+Object FactoryObjectIntf::createFromString(Deviant d, const Kelpa::String& typeName) {
+  const Model model = getModelKelpa(d);
+  if (model.isNull()) raiseNullRef();
+  return makeFromString(d, typeName, model->nextObjectId(d), nullptr);
+}
+Object FactoryObjectIntf::createFromString(Deviant d, const Kelpa::String& typeName,
+                                           const Kelpa::String& value) {
+  const Model model = getModelKelpa(d);
+  if (model.isNull()) raiseNullRef();
+  return makeFromString(d, typeName, model->nextObjectId(d), &value);
+}
+Object FactoryObjectIntf::createFromString(Deviant d, const Kelpa::String& typeName,
+                                           const Integer& id) {
+  return makeFromString(d, typeName, id, nullptr);
+}
+
 }  // namespace NSInterface
+
+FactoryObject::FactoryObject(NSInterface::FactoryObjectIntf* p, Deviant d)
+    : ImmutableClassObject(p, d) {}
+FactoryObject::FactoryObject(const ImmutableObject& o)
+    : FactoryObject(detail::castTo<NSInterface::FactoryObjectIntf>(o.get()), o.getDeviant()) {}
 
 namespace detail {
 

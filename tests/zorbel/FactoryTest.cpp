@@ -81,6 +81,47 @@ TEST_F(ZorbelFactory, MakesValuesAndAnswersNullForUnknownNames) {
   EXPECT_EQ(Tovi::any_cast<zorbel::Integer>(*Kelpa::valueOf(number)), 7);
 }
 
+// Code that holds only the kernel's view of the factory makes elements and values by name.
+TEST_F(ZorbelFactory, TheKernelsFactoryHandleMakesByName) {
+  const Kelpa::FactoryObject generic{Kelpa::Object(factory)};
+  ASSERT_FALSE(generic.isNull());
+  const Kelpa::Object made = generic->createFromString(root, Kelpa::String("Comment"));
+  EXPECT_EQ(metaclassOf(made)->getName(), "Comment");
+  const Kelpa::Object withId = generic->createFromString(root, Kelpa::String("Class"), Kelpa::Integer(77));
+  EXPECT_EQ(Kelpa::detail::castTo<Kelpa::NSInterface::ClassObjectIntf>(withId.get())->getId().getValue(),
+            77);
+  const Kelpa::Object sixteen =
+      generic->createFromString(root, Kelpa::String("Integer"), Kelpa::String("0x10"));
+  EXPECT_EQ(zorbel::Integer(sixteen).getValue(), 16);
+  EXPECT_TRUE(Kelpa::FactoryObject(Kelpa::Object(model)).isNull());  // a model makes nothing
+}
+
+// Every fresh model has a URI of its own and is found under it until it is destroyed.
+TEST(ZorbelModels, AFreshModelHasAUriInTheModelCache) {
+  Kelpa::Model first = zorbel::NSInterface::FactoryIntf::createNewModel();
+  Kelpa::Model second = zorbel::NSInterface::FactoryIntf::createNewModel();
+  const std::u16string uri = first->getUri(first.getDeviant()).ustr();
+  EXPECT_EQ(uri.rfind(Kelpa::ModelCache::UNTITLED, 0), 0u);
+  EXPECT_NE(uri, second->getUri(second.getDeviant()).ustr());
+  Kelpa::ModelCache& cache = Kelpa::ModelCache::instance();
+  EXPECT_EQ(cache.findModel(uri).get(), first.get());
+  EXPECT_NE(cache.getNextAvailableModelUri(Kelpa::ModelCache::UNTITLED), uri);
+  // Bound again under another URI, the model is found under both; destroyed, under none.
+  cache.bindModel(u"urn:first", first);
+  EXPECT_EQ(cache.findModel(u"urn:first").get(), first.get());
+  first->destroyModel();
+  EXPECT_TRUE(cache.findModel(uri).isNull());
+  EXPECT_TRUE(cache.findModel(u"urn:first").isNull());
+  second->destroyModel();
+
+  // The clipboard holds what is put on it until it is cleared.
+  Kelpa::ClipboardManagerImpl& clipboard = Kelpa::ClipboardManager::instance();
+  clipboard.put(Kelpa::String("copied"));
+  EXPECT_FALSE(clipboard.empty());
+  clipboard.clear();
+  EXPECT_TRUE(clipboard.empty());
+}
+
 TEST_F(ZorbelFactory, CreationOperationsMakeElementsOfTheModel) {
   const zorbel::Comment c = factory->createComment(root);
   ASSERT_FALSE(c.isNull());

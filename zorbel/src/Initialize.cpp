@@ -67,6 +67,8 @@ InitializerClass::InitializerClass() {
 }
 
 InitializerClass::~InitializerClass() {
+  // What the clipboard holds may be of our types: it goes before they do.
+  Kelpa::ClipboardManager::instance().clear();
   detail::unregisterTypeNames();
   Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
   if (registry.isNull()) Kelpa::raiseNullRef();

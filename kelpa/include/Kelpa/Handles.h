@@ -192,6 +192,22 @@ class StereotypeObject : public ImmutableClassObject {
   }
 };
 
+// A handle on an object that makes elements and values by type name: a metamodel's
+// factory, as the kernel knows it.
+class FactoryObject : public ImmutableClassObject {
+ public:
+  using Intf = NSInterface::FactoryObjectIntf;
+  FactoryObject() noexcept = default;
+  FactoryObject(NSInterface::FactoryObjectIntf* p, Deviant d);
+  explicit FactoryObject(const ImmutableObject& o);
+  NSInterface::FactoryObjectIntf* get() const noexcept {
+    return primary_cast<NSInterface::FactoryObjectIntf>(fPtr);
+  }
+  NSInterface::FactoryObjectIntf* operator->() const {
+    return primary_cast<NSInterface::FactoryObjectIntf>(checked());
+  }
+};
+
 class ImmutableModel : public ImmutableClassObject {
  public:
   using Intf = NSInterface::ModelIntf;

@@ -1,5 +1,8 @@
 #pragma once
 // A model: the owner of its elements, their ids and its root deviant.
+#include <map>
+#include <string>
+
 #include <Kelpa/Sequence.h>
 #include <Kelpa/Values.h>
 
@@ -66,6 +69,50 @@ class Transaction {
   Model fModel;
   Deviant fDeviant;
   bool fOpen = false;
+};
+
+// The models of the process by URI: a fresh model is bound under a URI made from
+// UNTITLED, so that every model has one. A destroyed model leaves the cache.
+class ModelCache {
+ public:
+  static ModelCache& instance();
+  // The base URI of a model that was never saved.
+  static const std::u16string UNTITLED;
+
+  // A URI formed from base that no model in the cache has: base followed by a number.
+  std::u16string getNextAvailableModelUri(const std::u16string& base) const;
+  // Records model under uri, in place of any model bound there before.
+  void bindModel(const std::u16string& uri, const Model& model);
+  // The model bound under uri, or a null handle.
+  Model findModel(const std::u16string& uri) const;
+  // Takes out every binding of the model.
+  void unbindModel(const NSInterface::ModelIntf* model);
+
+ private:
+  void unbindUri(const NSInterface::ModelIntf* model, const std::u16string& uri);
+
+  std::map<std::u16string, NSInterface::ModelIntf*> fModels;
+  std::multimap<const NSInterface::ModelIntf*, std::u16string> fUris;
+  mutable std::map<std::u16string, unsigned> fNext;
+};
+
+class ClipboardManagerImpl;
+
+// The process clipboard: elements and values put aside by a client, emptied at teardown.
+class ClipboardManager {
+ public:
+  static ClipboardManagerImpl& instance();
+};
+
+class ClipboardManagerImpl {
+ public:
+  void put(const Object& value) { fContents.push_back(value); }
+  const std::vector<Object>& contents() const noexcept { return fContents; }
+  bool empty() const noexcept { return fContents.empty(); }
+  void clear() { fContents.clear(); }
+
+ private:
+  std::vector<Object> fContents;
 };
 
 namespace NSInterface {

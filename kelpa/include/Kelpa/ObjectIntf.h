@@ -215,10 +215,25 @@ class StereotypeObjectIntf : public ClassObjectIntf {
   using Domain = Kelpa::VisitationDomain;
 };
 
-// The root of the interfaces of a metamodel's factory.
+// The root of the interfaces of a metamodel's factory: elements and values by type name.
 class FactoryObjectIntf : public ClassObjectIntf {
  public:
   using Domain = Kelpa::VisitationDomain;
+
+  // An element with the next id of the factory's model, or a value, by its type name;
+  // a null Object for a name that no type has.
+  virtual Object createFromString(Deviant d, const Kelpa::String& typeName);
+  // The same with a value for a value type, as its text.
+  virtual Object createFromString(Deviant d, const Kelpa::String& typeName,
+                                  const Kelpa::String& value);
+  // An element with the given id.
+  virtual Object createFromString(Deviant d, const Kelpa::String& typeName, const Integer& id);
+
+ protected:
+  // What the metamodel makes of a type name, with an id for an element and an optional
+  // value for a value type.
+  virtual Object makeFromString(Deviant d, const Kelpa::String& typeName, const Integer& id,
+                                const Kelpa::String* value) = 0;
 };
 
 }  // namespace NSInterface
