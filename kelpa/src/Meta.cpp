@@ -8,7 +8,6 @@ namespace Kelpa {
 
 namespace {
 constexpr Where kRegistrySource{"kelpa/kernel/meta/MetaRegistry"};
-constexpr Where kFactoryHeader{"kelpa/Kelpa/Factory_h"};
 
 using namespace NSInterface;
 
@@ -280,7 +279,7 @@ void staticCreateMetaClass(ClassIntf*& metaclass, const Factory& factory, const 
                            MetaPropertyDescription** properties, unsigned long count,
                            const char* name, const char* qualifiedName, bool isAbstract,
                            const char** documentation) {
-  if (factory.isNull()) raiseNullRef(kFactoryHeader, 60);
+  if (factory.isNull()) raiseNullRef(kPackageHeader, 86);
   if (package.isNull()) raiseNullRef(kPackageHeader, 86);
   auto* created = new ClassIntf();
   created->setName(name);

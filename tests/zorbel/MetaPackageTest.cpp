@@ -2,6 +2,8 @@
 // table by type id, resolved types and opposites, and the metaclass of elements.
 #include <gtest/gtest.h>
 
+#include "../support/Failure.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <set>
@@ -136,6 +138,16 @@ TEST(MetaPackage, InitializingAgainChangesNothing) {
   EXPECT_EQ(*slot, before);
   EXPECT_EQ(zorbel::ImmutableComment::MetaClass().get(), comment);
   EXPECT_EQ(before->getOwnedTypes().size(), 179u);
+}
+
+// A call through a null package or factory handle fails at the meta package header.
+TEST(MetaPackage, NullPackageAndFactoryHandlesFailAtTheMetaPackageHeader) {
+  const std::string expected =
+      "Assertion failed: Cannot access NULL ref. Use isValid() before calling methods at "
+      "kelpa/Kelpa/MPackage_h:86: ";
+  EXPECT_EQ(testsupport::failureOf([] { (void)Kelpa::Package()->getName(); }), expected);
+  EXPECT_EQ(testsupport::failureOf([] { (void)Kelpa::Factory()->createPackage(Kelpa::Deviant()); }),
+            expected);
 }
 
 TEST(MetaPackage, ElementsAnswerTheirMetaclass) {

@@ -24,7 +24,7 @@ void prepareProperties(const ClassRecord& c) {
 }
 
 Kelpa::Factory requireFactory(const Kelpa::Factory& factory) {
-  if (factory.isNull()) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/Factory_h"}, 60);
+  if (factory.isNull()) Kelpa::raiseNullRef(Kelpa::kPackageHeader, 86);
   return factory;
 }
 }  // namespace
@@ -60,14 +60,14 @@ void createEnumeration(const EnumerationRecord& e, const Kelpa::Factory& factory
   if (*e.meta) return;
   const Deviant d = factory.getDeviant();
   EnumerationIntf* enumeration = factory->createEnumeration(d);
-  if (!enumeration) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/Enumeration_h"}, 60);
+  if (!enumeration) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/Enumeration_h"}, 86);
   *e.meta = enumeration;
   e.methods->metaclass = enumeration;
   enumeration->setName(e.name);
   package->addOwnedType(enumeration);
   for (unsigned i = 0; i < e.count; ++i) {
     EnumerationLiteralIntf* literal = factory->createEnumerationLiteral(d);
-    if (!literal) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/EnumerationLiteral_h"}, 60);
+    if (!literal) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/EnumerationLiteral_h"}, 86);
     literal->setName(e.literals[i]);
     literal->setValue(Kelpa::Integer(static_cast<std::int32_t>(i)));
     enumeration->addLiteral(literal);
@@ -78,7 +78,7 @@ void createPrimitive(const PrimitiveRecord& p, const Kelpa::Factory& factory,
                      const Kelpa::Package& package) {
   if (*p.meta) return;
   PrimitiveTypeIntf* primitive = factory->createPrimitiveType(factory.getDeviant());
-  if (!primitive) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/PrimitiveType_h"}, 60);
+  if (!primitive) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/PrimitiveType_h"}, 86);
   *p.meta = primitive;
   p.methods->metaclass = primitive;
   primitive->setName(p.name);
@@ -91,7 +91,7 @@ void createPackage(const PackageRecord& r, const Kelpa::Factory& factory,
   if (*r.package) return;
   const Deviant d = requireFactory(factory).getDeviant();
   PackageIntf* created = factory->createPackage(d);
-  if (!created) Kelpa::raiseNullRef(Kelpa::Where{"kelpa/Kelpa/MPackage_h"}, 60);
+  if (!created) Kelpa::raiseNullRef(Kelpa::kPackageHeader, 86);
   *r.package = created;
   created->setName(r.name);
   created->setUri(Kelpa::String(

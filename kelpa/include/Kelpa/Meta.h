@@ -332,7 +332,11 @@ class MetaHandle : public ImmutableClassObject {
   explicit MetaHandle(const ImmutableObject& o)
       : MetaHandle(detail::castTo<const I>(o.get()), o.getDeviant()) {}
   I* get() const noexcept { return primary_cast<I>(fPtr); }
-  I* operator->() const { return primary_cast<I>(checked()); }
+  // A call through a null meta handle fails at the meta package header's line.
+  I* operator->() const {
+    if (!fPtr) raiseNullRef(kPackageHeader, 86);
+    return primary_cast<I>(fPtr);
+  }
 };
 using ImmutableClass = MetaHandle<NSInterface::ClassIntf>;
 using ImmutableProperty = MetaHandle<NSInterface::PropertyIntf>;
