@@ -3,6 +3,7 @@
 #include <Kelpa/Asserter.h>
 
 #include "KernelCast.h"
+#include "ModelImpl.h"
 
 namespace Kelpa {
 
@@ -22,6 +23,7 @@ Registry& registry() {
   static Registry* r = [] {
     auto* created = new Registry();
     created->model = NSInterface::FactoryIntf::createNewModel();
+    static_cast<detail::ModelImpl*>(created->model.get())->answerNoRootDeviant();
     created->factory = new MetaFactoryIntf();
     return created;
   }();

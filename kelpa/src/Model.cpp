@@ -474,8 +474,18 @@ void ModelImpl::destroyModel() {
 
 }  // namespace detail
 
+// A model that answers no root deviant (the meta-registry's) keeps the deviant given.
 ImmutableModel::ImmutableModel(const NSInterface::ModelIntf* p, Deviant d)
-    : ImmutableClassObject(p, d) {}
+    : ImmutableClassObject(p, d) {
+  if (p && p->getRootDeviant().isNull()) fDeviant = d;
+}
+
+void ImmutableModel::setDeviant(Deviant d) const {
+  if (fPtr && get()->getRootDeviant().isNull())
+    fDeviant = d;
+  else
+    adoptDeviant(d);
+}
 
 const std::u16string ModelCache::UNTITLED = u"untitled:model";
 

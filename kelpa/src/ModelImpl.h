@@ -63,7 +63,10 @@ class ModelImpl final : public NSInterface::ModelIntf {
   int numRef() const override { return fRefCount; }
   ReferenceCountingIntf* cast(const ClassInfo& info) const override;
   bool deviant_isValid(Deviant d) const override;
-  Deviant getRootDeviant() const override { return Deviant(fRoot); }
+  Deviant getRootDeviant() const override { return fAnswersRoot ? Deviant(fRoot) : Deviant(); }
+  // The meta-registry's model keeps its root deviant to itself: objects of the registry
+  // belong to no model's deviants, and handles on it keep the deviant they are given.
+  void answerNoRootDeviant() noexcept { fAnswersRoot = false; }
   std::string getRuvoName(bool immutable) const override;
   Object getEmptyValue() override;
 
@@ -137,6 +140,7 @@ class ModelImpl final : public NSInterface::ModelIntf {
   std::size_t fObjectCount = 0;
   RootObjectList fRootObjects{&MultiIndexImplForRefsHelper::traits<ClassObject>};
   MultiIndexImpl<ClassObject> fTopPackages;
+  bool fAnswersRoot = true;
 };
 
 }  // namespace Kelpa::detail

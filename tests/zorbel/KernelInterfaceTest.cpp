@@ -234,6 +234,15 @@ TEST(KernelInterface, ASampleOfTheOperationsOnALiveModel) {
   EXPECT_EQ(note->getBody(root).to_string(), "");
   model->destroyModel();
   EXPECT_FALSE(note->deviant_isValid(root));
+
+  // The meta-registry's model answers no root deviant; its handle keeps its own.
+  Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
+  EXPECT_TRUE(registry->getRootDeviant().isNull());
+  EXPECT_TRUE(registry.getDeviant().isValid());
+  EXPECT_EQ(registry.getDeviant().getDeviantId(), 0u);
+  Kelpa::Model copy = registry;
+  copy.setDeviant(registry.getDeviant());
+  EXPECT_EQ(copy.getDeviant(), registry.getDeviant());
 }
 
 }  // namespace

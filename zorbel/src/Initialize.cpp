@@ -56,7 +56,7 @@ void raiseInternalError(const char* interfacePath, int line) {
 InitializerClass::InitializerClass() {
   Kelpa::Model registry = Kelpa::DomainRegistry::instance().getMetaRegistry();
   if (registry.isNull()) Kelpa::raiseNullRef();
-  const Kelpa::Deviant root = registry->getRootDeviant();
+  const Kelpa::Deviant root = registry.getDeviant();
   {
     // The whole meta package is made in one transaction.
     Kelpa::Transaction building(registry);

@@ -213,7 +213,7 @@ class ImmutableModel : public ImmutableClassObject {
   using Intf = NSInterface::ModelIntf;
   ImmutableModel() noexcept = default;
   ImmutableModel(const NSInterface::ModelIntf* p, Deviant d);
-  void setDeviant(Deviant d) const { adoptDeviant(d); }
+  void setDeviant(Deviant d) const;
   const NSInterface::ModelIntf* get() const noexcept {
     return primary_cast<NSInterface::ModelIntf>(fPtr);
   }
