@@ -151,6 +151,29 @@ TEST(ZorbelString, ComparesAcrossWaysOfMakingIt) {
   EXPECT_EQ(sizeof(String), sizeof(void*));
 }
 
+TEST(ZorbelString, ConversionsWithTheKernelsStringShareTheText) {
+  const String s(u"shared by zorbel and the kernel alike");
+  const char* narrow = s.c_str();
+  const Kelpa::String kernel = s;
+  EXPECT_EQ(kernel.ustr().data(), s.ustr().data());
+  EXPECT_EQ(kernel.c_str(), narrow);  // the narrow form goes with the text
+  EXPECT_EQ(s.toString().ustr().data(), s.ustr().data());
+  const String back = kernel;
+  EXPECT_EQ(back.ustr().data(), s.ustr().data());
+  EXPECT_TRUE(back == kernel);
+  EXPECT_FALSE(String(u"shared") == kernel);
+  EXPECT_EQ(kernel.str(), "shared by zorbel and the kernel alike");
+  EXPECT_EQ(sizeof(Kelpa::String), sizeof(void*));
+
+  // Kept malformed bytes are the zorbel String's own; the kernel's copy makes them anew.
+  const String given(std::string("x\xFFy"));
+  const Kelpa::String fromGiven = given;
+  EXPECT_STREQ(fromGiven.c_str(), "xy");
+  EXPECT_EQ(std::string(given.c_str()), "x\xFFy");
+  EXPECT_TRUE(Kelpa::String("\xFF").empty());
+  EXPECT_EQ(Kelpa::String(std::string("a\xC3\xA9")).ustr(), u"a\u00e9");
+}
+
 TEST(ZorbelString, CopiesAndMovesKeepTheText) {
   String a(u"moved around between strings");
   const char16_t* units = a.ustr().data();

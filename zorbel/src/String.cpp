@@ -12,7 +12,7 @@ String::String(const char* utf8)
 String::String(const char16_t* text)
     : fText(text ? std::u16string_view(text) : std::u16string_view()) {}
 String::String(const std::string& utf8) : fText(Tovi::SharedText::fromUtf8(utf8, true)) {}
-String::String(const Kelpa::String& text) : fText(text.ustr()) {}
+String::String(const Kelpa::String& text) : fText(text.text()) {}
 
 String::String(const Kelpa::Object& object) : String(detail::unboxValue<String>(object)) {}
 String::String(const Kelpa::ImmutableObject& object) : String(detail::unboxValue<String>(object)) {}
@@ -26,7 +26,7 @@ std::string String::to_string() const {
 }
 
 String::operator Kelpa::String() const {
-  return Kelpa::String(std::u16string(fText.view()));
+  return Kelpa::String(fText);
 }
 
 String::operator Kelpa::Object() const {
@@ -42,7 +42,7 @@ const Tovi::TypeInfo& String::getTypeInfo() {
 }
 
 String String::fromString(const Kelpa::String& text) {
-  return Tovi::any_cast<String>(getTypeInfo().convertFromUString(text.ustr()));
+  return Tovi::any_cast<String>(getTypeInfo().convertFromUString(std::u16string(text.ustr())));
 }
 
 std::string String::to_string(std::u16string_view text) {

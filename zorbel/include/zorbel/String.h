@@ -72,7 +72,7 @@ class String {
   // Exactly a Kelpa::String: anything else converts to String above.
   template <std::same_as<Kelpa::String> K>
   friend bool operator==(const String& a, const K& b) noexcept {
-    return a.ustr() == b.ustr();
+    return a.fText == b.text();
   }
 
  private:
