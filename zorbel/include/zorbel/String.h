@@ -20,7 +20,8 @@ class String {
   String() noexcept = default;
   String(const char* utf8);
   String(const char16_t* text);
-  // Keeps utf8 as the narrow form, so that c_str() gives back these very bytes.
+  // c_str() and to_string() give back these very bytes: kept as given when they are no
+  // well-formed UTF-8; otherwise the narrow form made from the text is the same.
   String(const std::string& utf8);
   String(const std::u16string& text) : fText(text) {}
   explicit String(std::u16string_view text) : fText(text) {}
@@ -59,7 +60,7 @@ class String {
   // The data type of the meta package that describes this type.
   static Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> MetaDataType();
   Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> getMetaDataType() const;
-  // A copy of the text.
+  // The text as the kernel's String, sharing the buffer.
   Kelpa::String toString() const { return *this; }
   static String fromString(const Kelpa::String& text);
 
