@@ -260,7 +260,7 @@ Factory DomainRegistry::getMetaRegistryFactory() const {
 }
 
 std::u16string DomainRegistry::getDomainCanonicalUri(const String& domain) const {
-  return u"kelpa:" + domain.ustr();
+  return std::u16string(u"kelpa:").append(domain.ustr());
 }
 
 Type DomainRegistry::findType(std::string_view qualifiedName) const {

@@ -155,34 +155,14 @@ void registerKernelValueTypes() {
                                      ExternalToolInfo::getTypeInfo());
 }
 
-String::String(const char* utf8) : fText(to_ustring(utf8 ? utf8 : "")) {}
-String::String(const std::string& utf8) : fText(to_ustring(utf8)) {}
-String::~String() = default;
-
-String& String::operator=(const String& other) {
-  if (this != &other) {
-    fText = other.fText;
-    fNarrow.reset();
-  }
-  return *this;
-}
-
-String& String::operator=(String&& other) noexcept {
-  fText = std::move(other.fText);
-  fNarrow.reset();
-  return *this;
-}
+String::String(const char* utf8) : fText(Tovi::SharedText::fromUtf8(utf8 ? utf8 : "")) {}
+String::String(const std::string& utf8) : fText(Tovi::SharedText::fromUtf8(utf8)) {}
 
 String::operator Object() const {
   return ValueObjectFactory::create(getTypeName(), Tovi::any(*this));
 }
 
-const char* String::c_str() const {
-  if (!fNarrow) fNarrow = std::make_unique<std::string>(to_string(fText));
-  return fNarrow->c_str();
-}
-
-std::string String::to_string(const std::u16string& text) {
+std::string String::to_string(std::u16string_view text) {
   return Tovi::utf16ToUtf8(text);
 }
 std::u16string String::to_ustring(const std::string& utf8) {
@@ -250,7 +230,7 @@ ValueObject ValueObjectFactory::createTrusted(const std::string& name, Tovi::any
 }
 
 ValueObject ValueObjectFactory::createFromString(const std::string& name, const String& text) {
-  return create(name, requireTypeInfo(name).convertFromUString(text.ustr()));
+  return create(name, requireTypeInfo(name).convertFromUString(std::u16string(text.ustr())));
 }
 
 namespace detail {

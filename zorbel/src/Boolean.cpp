@@ -30,7 +30,7 @@ Kelpa::String Boolean::toString() const {
 }
 
 Boolean Boolean::fromString(const Kelpa::String& text) {
-  return Tovi::any_cast<Boolean>(getTypeInfo().convertFromUString(text.ustr()));
+  return Tovi::any_cast<Boolean>(getTypeInfo().convertFromUString(std::u16string(text.ustr())));
 }
 
 Tovi::TypeInfo BooleanTypeInfo::Create() {

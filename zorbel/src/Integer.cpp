@@ -30,7 +30,7 @@ Kelpa::String Integer::toString() const {
 }
 
 Integer Integer::fromString(const Kelpa::String& text) {
-  return Tovi::any_cast<Integer>(getTypeInfo().convertFromUString(text.ustr()));
+  return Tovi::any_cast<Integer>(getTypeInfo().convertFromUString(std::u16string(text.ustr())));
 }
 
 Tovi::TypeInfo IntegerTypeInfo::Create() {

@@ -7,10 +7,12 @@
 
 namespace zorbel {
 
-String::String(const char* utf8) : fText(utf8 ? to_ustring(utf8) : std::u16string()) {}
-String::String(const char16_t* text) : fText(text ? text : u"") {}
-String::String(const std::string& utf8)
-    : fText(to_ustring(utf8)), fNarrow(std::make_unique<std::string>(utf8)) {}
+String::String(const char* utf8)
+    : fText(utf8 ? Tovi::SharedText::fromUtf8(utf8) : Tovi::SharedText()) {}
+String::String(const char16_t* text)
+    : fText(text ? std::u16string_view(text) : std::u16string_view()) {}
+String::String(const std::string& utf8) : fText(Tovi::SharedText::fromUtf8(utf8, true)) {}
+String::String(const Kelpa::String& text) : fText(text.text()) {}
 
 String::String(const Kelpa::Object& object) : String(detail::unboxValue<String>(object)) {}
 String::String(const Kelpa::ImmutableObject& object) : String(detail::unboxValue<String>(object)) {}
@@ -18,21 +20,13 @@ String::String(const Kelpa::ValueObject& object) : String(detail::unboxValue<Str
 String::String(const Kelpa::ImmutableValueObject& object)
     : String(detail::unboxValue<String>(object)) {}
 
-String& String::operator=(const String& other) {
-  if (this != &other) {
-    fText = other.fText;
-    fNarrow.reset();
-  }
-  return *this;
-}
-
-const char* String::c_str() const {
-  if (!fNarrow) fNarrow = std::make_unique<std::string>(to_string(fText));
-  return fNarrow->c_str();
-}
-
 std::string String::to_string() const {
-  return fNarrow ? *fNarrow : to_string(fText);
+  const std::string_view kept = fText.keptNarrow();
+  return kept.data() ? std::string(kept) : to_string(fText.view());
+}
+
+String::operator Kelpa::String() const {
+  return Kelpa::String(fText);
 }
 
 String::operator Kelpa::Object() const {
@@ -48,10 +42,10 @@ const Tovi::TypeInfo& String::getTypeInfo() {
 }
 
 String String::fromString(const Kelpa::String& text) {
-  return Tovi::any_cast<String>(getTypeInfo().convertFromUString(text.ustr()));
+  return Tovi::any_cast<String>(getTypeInfo().convertFromUString(std::u16string(text.ustr())));
 }
 
-std::string String::to_string(const std::u16string& text) {
+std::string String::to_string(std::u16string_view text) {
   return Tovi::utf16ToUtf8(text);
 }
 std::u16string String::to_ustring(const std::string& utf8) {

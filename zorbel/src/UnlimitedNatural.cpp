@@ -46,7 +46,7 @@ Kelpa::String UnlimitedNatural::toString() const {
 }
 
 UnlimitedNatural UnlimitedNatural::fromString(const Kelpa::String& text) {
-  return Tovi::any_cast<UnlimitedNatural>(getTypeInfo().convertFromUString(text.ustr()));
+  return Tovi::any_cast<UnlimitedNatural>(getTypeInfo().convertFromUString(std::u16string(text.ustr())));
 }
 
 Tovi::TypeInfo UnlimitedNaturalTypeInfo::Create() {

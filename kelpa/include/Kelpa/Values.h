@@ -11,6 +11,7 @@
 
 #include <Kelpa/Handles.h>
 #include <Tovi/Any.h>
+#include <Tovi/SharedText.h>
 
 namespace Tovi {
 class TypeInfo;
@@ -18,27 +19,28 @@ class TypeInfo;
 
 namespace Kelpa {
 
-// UTF-16 text with a narrow (UTF-8) form cached on first request.
+// UTF-16 text with a narrow (UTF-8) form made on first request. Immutable text in a buffer
+// that copies share (Tovi::SharedText), as zorbel's String keeps it: conversions between
+// the two share the buffer too.
 class String {
  public:
-  String() = default;
+  String() noexcept = default;
   String(const char* utf8);
   String(const std::string& utf8);
   String(const std::u16string& text) : fText(text) {}
-  String(std::u16string&& text) noexcept : fText(std::move(text)) {}
-  String(const String& other) : fText(other.fText) {}
-  String(String&& other) noexcept : fText(std::move(other.fText)) {}
-  ~String();
-  String& operator=(const String& other);
-  String& operator=(String&& other) noexcept;
+  explicit String(Tovi::SharedText text) noexcept : fText(std::move(text)) {}
 
   operator Object() const;
-  const std::u16string& ustr() const noexcept { return fText; }
-  const char* c_str() const;
-  std::string str() const { return to_string(fText); }
+  // Valid while this string, or a copy sharing its text, lives unchanged.
+  std::u16string_view ustr() const noexcept { return fText.view(); }
+  const Tovi::SharedText& text() const noexcept { return fText; }
+  // The narrow form, made on first use and kept for every copy; valid as ustr() is.
+  const char* c_str() const { return fText.narrow(); }
+  // A narrow copy, made from the text (the kept narrow form is not made for it).
+  std::string str() const { return to_string(fText.view()); }
   bool empty() const noexcept { return fText.empty(); }
 
-  static std::string to_string(const std::u16string& text);
+  static std::string to_string(std::u16string_view text);
   static std::u16string to_ustring(const std::string& utf8);
   static std::string getTypeName() { return "Kelpa.String"; }
   static const Tovi::TypeInfo& getTypeInfo();
@@ -47,8 +49,7 @@ class String {
   friend bool operator<(const String& a, const String& b) noexcept { return a.fText < b.fText; }
 
  private:
-  std::u16string fText;
-  mutable std::unique_ptr<std::string> fNarrow;
+  Tovi::SharedText fText;
 };
 
 class Integer {

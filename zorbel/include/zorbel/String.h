@@ -3,24 +3,29 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <Kelpa/Values.h>
+#include <Tovi/SharedText.h>
 #include <Tovi/Type.h>
 
 namespace zorbel {
 
-// The UML String: UTF-16 text. The narrow (UTF-8) form is made only when someone asks for
-// it and then kept beside the text, owned by this object alone.
+// The UML String: immutable UTF-16 text in a buffer that copies share (Tovi::SharedText), so
+// that a copy, such as a getter's result, is a pointer and a count; the empty string holds
+// no buffer. The narrow (UTF-8) form is made only when someone asks for it and then kept
+// with the text for all copies.
 class String {
  public:
   String() noexcept = default;
   String(const char* utf8);
   String(const char16_t* text);
-  // Keeps utf8 as the narrow form, so that c_str() gives back these very bytes.
+  // c_str() and to_string() give back these very bytes: kept as given when they are no
+  // well-formed UTF-8; otherwise the narrow form made from the text is the same.
   String(const std::string& utf8);
   String(const std::u16string& text) : fText(text) {}
-  String(std::u16string&& text) noexcept : fText(std::move(text)) {}
-  String(const Kelpa::String& text) : fText(text.ustr()) {}
+  explicit String(std::u16string_view text) : fText(text) {}
+  String(const Kelpa::String& text);
   // The text boxed in object; empty for a null handle or an object that does not exist in
   // its deviant.
   explicit String(const Kelpa::Object& object);
@@ -28,24 +33,25 @@ class String {
   explicit String(const Kelpa::ValueObject& object);
   explicit String(const Kelpa::ImmutableValueObject& object);
 
-  // A copy starts without a narrow form of its own.
-  String(const String& other) : fText(other.fText) {}
+  // A copy shares the text and its narrow form; only bytes kept as given that are no
+  // well-formed UTF-8 stay with this object, and a copy makes its narrow form from the text.
+  String(const String& other) = default;
   String(String&& other) noexcept = default;
-  String& operator=(const String& other);
+  String& operator=(const String& other) = default;
   String& operator=(String&& other) noexcept = default;
   ~String() = default;
 
-  const std::u16string& ustr() const noexcept { return fText; }
-  // The narrow form, made on first use. It changes the object, so it is not safe on an
-  // object that other threads use.
-  const char* c_str() const;
+  // Valid while this string, or a copy sharing its text, lives unchanged.
+  std::u16string_view ustr() const noexcept { return fText.view(); }
+  // The narrow form, made on first use and kept for every copy; valid as ustr() is.
+  const char* c_str() const { return fText.narrow(); }
   // A narrow copy; the kept narrow form if there is one, without making one.
   std::string to_string() const;
   bool empty() const noexcept { return fText.empty(); }
   // In UTF-16 code units.
   std::size_t size() const noexcept { return fText.size(); }
 
-  operator Kelpa::String() const { return Kelpa::String(fText); }
+  operator Kelpa::String() const;
   operator Kelpa::Object() const;
   operator Kelpa::ValueObject() const;
 
@@ -54,11 +60,11 @@ class String {
   // The data type of the meta package that describes this type.
   static Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> MetaDataType();
   Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf> getMetaDataType() const;
-  // A copy of the text.
-  Kelpa::String toString() const { return Kelpa::String(fText); }
+  // The text as the kernel's String, sharing the buffer.
+  Kelpa::String toString() const { return *this; }
   static String fromString(const Kelpa::String& text);
 
-  static std::string to_string(const std::u16string& text);
+  static std::string to_string(std::u16string_view text);
   static std::u16string to_ustring(const std::string& utf8);
 
   // By UTF-16 code units.
@@ -67,13 +73,13 @@ class String {
   // Exactly a Kelpa::String: anything else converts to String above.
   template <std::same_as<Kelpa::String> K>
   friend bool operator==(const String& a, const K& b) noexcept {
-    return a.fText == b.ustr();
+    return a.fText == b.text();
   }
 
  private:
-  std::u16string fText;
-  mutable std::unique_ptr<std::string> fNarrow;
+  Tovi::SharedText fText;
 };
+static_assert(sizeof(String) == sizeof(void*));
 
 class StringTypeInfo final : public Tovi::Type {
  public:
