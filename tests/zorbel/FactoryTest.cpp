@@ -100,7 +100,7 @@ TEST_F(ZorbelFactory, TheKernelsFactoryHandleMakesByName) {
 TEST(ZorbelModels, AFreshModelHasAUriInTheModelCache) {
   Kelpa::Model first = zorbel::NSInterface::FactoryIntf::createNewModel();
   Kelpa::Model second = zorbel::NSInterface::FactoryIntf::createNewModel();
-  const std::u16string uri = first->getUri(first.getDeviant()).ustr();
+  const std::u16string uri(first->getUri(first.getDeviant()).ustr());
   EXPECT_EQ(uri.rfind(Kelpa::ModelCache::UNTITLED, 0), 0u);
   EXPECT_NE(uri, second->getUri(second.getDeviant()).ustr());
   Kelpa::ModelCache& cache = Kelpa::ModelCache::instance();
