@@ -68,6 +68,13 @@ def outputs(model):
     files.append(("zorbel/generated/ValueSequences.cpp", "ValueSequences.cpp.j2",
                   {"types": cxx.value_sequence_types(model)}))
     files.append(("tests/zorbel/MetaclassSweep.cpp", "MetaclassSweep.cpp.j2", {"groups": cxx.sweep_groups(model)}))
+    table, stub_groups = cxx.stub_sweep(model)
+    files.append(("tests/zorbel/StubSweep.cpp", "StubSweep.cpp.j2", {
+        "table": table, "groups": stub_groups, "raisers": sum(len(s.raisers) for s in table),
+        "classes": sum(len(g.classes) for g in stub_groups.values()),
+        "pairs": sum(g.pairs for g in stub_groups.values()),
+        "reflective": sum(g.reflective for g in stub_groups.values())}))
+    files.append(("tests/zorbel/StubSweepReflection.cpp", "StubSweepReflection.cpp.j2", {"groups": stub_groups}))
     return files
 
 

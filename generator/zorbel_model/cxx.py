@@ -15,7 +15,7 @@ from types import SimpleNamespace
 from dataclasses import dataclass, field
 from typing import List, Optional, Tuple
 
-from . import creation, hierarchy, links, members, naming, storage
+from . import creation, hierarchy, links, members, meta, naming, storage
 from .model import MetamodelError, where
 
 DEVIANT = "Kelpa::Deviant"
@@ -1060,3 +1060,146 @@ def sweep_groups(model):
                           overload_check(model, cls))
         by_group.setdefault(group_of(cls), []).append(view)
     return by_group
+
+
+# -- the sweep of the stubs ---------------------------------------------------------------
+
+def effective_member(model, cls, name):
+    """The class whose body a call of `name` on an element of cls runs, and its member:
+    the nearest declaration in cls's linearisation (the forwarders of a class with several
+    bases lead there too)."""
+    for c in hierarchy.linearisation(cls):
+        if c.is_metaclass:
+            for m in declared(model, c):
+                if m.name == name and m.kind != "deviantPair":
+                    return c, m
+    return None, None
+
+
+def argument(type_text):
+    """A default-constructed argument of a parameter type as a signature writes it."""
+    return type_text.removeprefix("const ").removesuffix("&") + "()"
+
+
+# Each reflective operation of the kernel on an element, with the function of the record
+# it comes out at for a single-valued and for a multi-valued property.
+REFLECTIVE_OPERATIONS = (
+    ("get", "getSingleValued", "getMultiValued"),
+    ("has", "hasSingleValued", "getOnlyMultiValued"),
+    ("setOrAdd", "setSingleValued", "getMultiValued"),
+    ("setOrAddOnly", "setOnlySingleValued", "getOnlyMultiValued"),
+    ("remove", "removeSingleValued", "getMultiValued"),
+    ("removeOnly", "removeOnlySingleValued", "getOnlyMultiValued"),
+)
+RECORD_CALL = re.compile(r"self->(\w+)\(")
+
+
+@functools.lru_cache(maxsize=None)
+def record_cases(model, cls):
+    return meta.class_meta(model, cls).cases
+
+
+def record_reaches(model, prop):
+    """The accessor that each reflective operation reaches through the record of the
+    property's class, by operation; an operation without a case for it is left out."""
+    cases = record_cases(model, prop.owner)
+    reached = {}
+    for operation, single, multi in REFLECTIVE_OPERATIONS:
+        case = next((k for k in cases[multi if prop.multi else single] if k.index == prop.index), None)
+        called = RECORD_CALL.search(case.code) if case else None
+        if called:
+            reached[operation] = called.group(1)
+    return reached
+
+
+@dataclass
+class StubCall:
+    stub: int  # the row of the table of stubs
+    function: str  # the function that raises, or the reflective operation
+    call: str  # the C++ statement
+    reached: str = ""  # of a reflective call: the accessor the record calls
+    property: str = ""  # of a reflective call: Class.property, by its declaring class
+
+
+@dataclass
+class StubClass:
+    name: str
+    calls: List[StubCall]  # every raising function of the class, through its interface
+    reflective: List[StubCall]  # its stubbed properties through the kernel's reflection
+    properties: List[Tuple[str, str, str]]  # (variable, declaring class, property) of the reflective calls
+
+
+def stub_class(model, cls, table, rows):
+    calls, reflective, properties = [], [], []
+    seen = set()
+    stubbed = {}  # property stub row -> the raising functions the class has
+    for c in hierarchy.linearisation(cls):
+        if not c.is_metaclass:
+            continue
+        for m in declared(model, c):
+            if m.kind == "deviantPair" or m.name in seen:
+                continue
+            seen.add(m.name)
+            owner, member = effective_member(model, cls, m.name)
+            if member.body.kind != "stub":
+                continue
+            row = rows.get((owner.name, m.name))
+            if row is None:
+                raise MetamodelError(f"{where(owner.file, owner.name)}: {m.name} raises, "
+                                     "and the table of stubs does not know it")
+            sig = member_signature(model, owner, member)
+            args = "".join(", " + argument(p.type) for p in sig.params)
+            void = "" if sig.result == "void" else "(void)"
+            calls.append(StubCall(row, m.name, f"{void}x->{m.name}(root{args})"))
+            if table[row].kind == "property":
+                stubbed.setdefault(row, set()).add(m.name)
+    for row, functions in stubbed.items():
+        prop = table[row].prop
+        var = f"p{len(properties) + 1}"
+        if prop.multi or prop.type.is_metaclass:
+            value = "Kelpa::Object()"  # a null handle for a reference; a sequence raises before
+        else:
+            value = f"Kelpa::Object({value_type(prop.type)}())"
+        for operation, reached in record_reaches(model, prop).items():
+            if reached not in functions:
+                continue  # the record calls an accessor with a body of its own
+            void = "(void)" if operation in ("get", "has") else ""
+            # removeOnly of the element takes a value, which a single-valued property ignores.
+            value_arg = f", {value}" if operation.startswith("set") or operation == "removeOnly" else ""
+            reflective.append(StubCall(row, operation, f"{void}x->{operation}(root, {var}{value_arg})", reached,
+                                      prop.qualified))
+        if any(k.stub == row for k in reflective):
+            properties.append((var, prop.owner.name, prop.name))
+    return StubClass(cls.name, calls, reflective, properties)
+
+
+@dataclass
+class StubGroup:
+    classes: List[StubClass]
+    pairs: int  # the (class, raising function) pairs of the group, counted from the table
+
+    @property
+    def reflective(self):
+        return sum(len(c.reflective) for c in self.classes)
+
+
+def stub_pairs(model, table, cls):
+    """How many raising functions of the table an element of cls has, counted from the
+    table: each function of each stub that the class does not override."""
+    return sum(effective_member(model, cls, raiser)[0] is stub.cls
+               for stub in table for raiser in stub.raisers)
+
+
+def stub_sweep(model):
+    """The table of stubs, and by group the concrete classes with state that have a
+    raising function, each with its calls."""
+    table = members.stubs(model)
+    rows = {(stub.cls.name, raiser): i for i, stub in enumerate(table) for raiser in stub.raisers}
+    by_group = {}
+    for cls in storage.state_classes(model):
+        group = by_group.setdefault(group_of(cls), StubGroup([], 0))
+        view = stub_class(model, cls, table, rows)
+        if view.calls:
+            group.classes.append(view)
+        group.pairs += stub_pairs(model, table, cls)
+    return table, {name: group for name, group in by_group.items() if group.classes or group.pairs}

@@ -95,6 +95,7 @@ class Stub:
     feature: str
     kind: str  # operation or property
     raisers: tuple
+    prop: object = None  # the derived property of a property's stub
 
     @property
     def message(self):
@@ -123,7 +124,7 @@ def stubs(model):
                 continue
             raisers = tuple(a.name for a in naming.accessors(model, prop) if hand.bodies[a.name].kind == "stub")
             if raisers:
-                found.append(Stub(cls, naming.feature_name(prop), "property", raisers))
+                found.append(Stub(cls, naming.feature_name(prop), "property", raisers, prop))
     return found
 
 
