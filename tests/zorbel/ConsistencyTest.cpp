@@ -176,6 +176,33 @@ TEST_F(Consistency, AHeldUnionViewFollowsItsContributors) {
   EXPECT_EQ(held[3].get(), Element(stop).get());
 }
 
+// The same for a derived subset, a filtered view of its superset: a package taken out in
+// front of the position and another element put in its place.
+// Disabled, a known fault: the filtered view resumes from the position it last found as
+// long as the same element still stands at the same place in the superset, and so counts
+// the package taken out in front of it; held[1] gives the second package again instead of
+// refusing the position. Starting every lookup at the front would make an in-order walk
+// quadratic, which is a decision of its own.
+TEST_F(Consistency, DISABLED_AHeldSubsetViewFollowsItsSuperset) {
+  const Package outer = Package::create(model);
+  const Package first = Package::create(model);
+  const Package second = Package::create(model);
+  outer->getPackagedElements(root).push_back(first);
+  outer->getPackagedElements(root).push_back(Class::create(model));
+  outer->getPackagedElements(root).push_back(second);
+  Kelpa::Sequence<Package> held = outer->getNestedPackages(root);
+  ASSERT_EQ(held.size(), 2);
+  EXPECT_EQ(held[1].get(), second.get());
+
+  outer->getPackagedElements(root).remove(first);
+  outer->getPackagedElements(root).insert(0, Class::create(model));
+  EXPECT_EQ(failureAt([&] { (void)held[1]; }),
+            "Assertion failed: sequence index out of bounds at "
+            "kelpa/kernel/containers/sequence/GenericSequence:");
+  ASSERT_EQ(held.size(), 1);
+  EXPECT_EQ(held[0].get(), second.get());
+}
+
 // A union over a feature that is not kept raises that feature's text: no union skips a
 // part it cannot read. AssociationClass keeps its own list of members, without it.
 TEST_F(Consistency, UnionsOverStubbedPartsRaiseTheirText) {

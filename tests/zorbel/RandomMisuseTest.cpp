@@ -27,6 +27,7 @@
 //   ZORBEL_MISUSE_VERBOSE=1  print every call and its outcome
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
@@ -373,6 +374,7 @@ class Run {
   // One call; returns its description and a failure report if the check failed.
   std::pair<std::string, std::string> step() {
     fText.clear();
+    fPreFailure.clear();
     const int dice = static_cast<int>(below(100));
     Expect expect;
     std::function<void()> call;
@@ -387,7 +389,7 @@ class Run {
 
     const std::string outcome = outcomeOf(call);
     fText += " -> " + outcome;
-    std::string failure;
+    std::string failure = fPreFailure.empty() ? "" : fPreFailure + "\n";
     const bool accepted = expect.outcomes.count(outcome) ||
                           (expect.anyKelpa && outcome[0] != '<');
     if (!accepted) {
@@ -860,18 +862,66 @@ class Run {
 
   // ---- positions out of range in a sequence got by reflection
 
-  void sequenceCall(Expect& expect, std::function<void()>& call) {
-    const Entry* e = nullptr;
-    const PropertyIntf* p = nullptr;
-    while (!p) {
-      e = &target({Life::live});
-      std::vector<const PropertyIntf*> stored;
-      for (const PropertyIntf* q : goodProperties(e->handle->getMetaClass().get()))
-        if (q->isMultiValued() && classType(q) && isStored(q)) stored.push_back(q);
-      if (!stored.empty()) p = oneOf(stored);
+  // A view of a multi-valued reference: one got now, or one held since an earlier call
+  // and read after the changes made in between.
+  struct View {
+    Kelpa::Sequence<Object> sequence;
+    const Entry* element;
+    const PropertyIntf* property;
+  };
+
+  // A fresh view of a stored list, a union or a derived subset of a live element; one
+  // whose reading raises (a union over a part that is not kept) is left out.
+  View freshView() {
+    for (;;) {
+      const Entry& e = target({Life::live});
+      std::vector<const PropertyIntf*> lists;
+      for (const PropertyIntf* q : e.handle->getMetaClass()->getAllProperties())
+        if (isZorbel(q) && q->isMultiValued() && classType(q)) lists.push_back(q);
+      if (lists.empty()) continue;
+      const PropertyIntf* p = oneOf(lists);
+      try {
+        Kelpa::Sequence<Object> s = Kelpa::asSequence(Kelpa::get(e.handle, handleOf(p)));
+        (void)s.size();
+        return {s, &e, p};
+      } catch (const Kelpa::Exception&) {
+      }
     }
-    const ClassObject x = e->handle;
-    Kelpa::Sequence<Object> s = Kelpa::asSequence(Kelpa::get(x, handleOf(p)));
+  }
+
+  // What a held view reads against what a fresh one reads: they must agree.
+  std::string compareWithFresh(const View& held) {
+    const Kelpa::Sequence<Object> fresh =
+        Kelpa::asSequence(Kelpa::get(held.element->handle, handleOf(held.property)));
+    const int n = fresh.size();
+    std::string problem;
+    if (held.sequence.size() != n)
+      return "a held view has " + std::to_string(held.sequence.size()) + " elements, a fresh one " +
+             std::to_string(n);
+    // In an order of its own: a view may remember where it last found a position.
+    std::vector<int> order(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) order[static_cast<std::size_t>(i)] = i;
+    std::shuffle(order.begin(), order.end(), fRandom);
+    for (const int i : order) {
+      const std::string a = outcomeOf([&] { (void)held.sequence.at(i); });
+      if (a != kNoException) return "a held view raises at " + std::to_string(i) + ": " + a;
+      if (identity(held.sequence.at(i)) != identity(fresh.at(i)))
+        return "at " + std::to_string(i) + " a held view reads " + world.nameOf(held.sequence.at(i)) +
+               ", a fresh one " + world.nameOf(fresh.at(i));
+    }
+    return {};
+  }
+
+  void sequenceCall(Expect& expect, std::function<void()>& call) {
+    const bool reuse = !fHeld.empty() && chance(50);
+    View view = reuse ? oneOf(fHeld) : freshView();
+    if (!reuse && chance(50)) {
+      if (fHeld.size() >= 6) fHeld.erase(fHeld.begin());
+      fHeld.push_back(view);
+    }
+    if (reuse) fPreFailure = compareWithFresh(view);
+    const PropertyIntf* p = view.property;
+    Kelpa::Sequence<Object> s = view.sequence;
     const int n = s.size();
     const int at = chance(40) ? -1 - static_cast<int>(below(3))
                               : n + static_cast<int>(below(3)) + (chance(50) ? 1 : 0);
@@ -888,13 +938,17 @@ class Run {
     const int position = op == 2 && at == n ? n + 1 : at;
     fKind = std::string("sequence ") + kOps[op];
     fText = std::string("sequence ") + kOps[op] + "(" + std::to_string(position) + ") of " +
-            e->name + "." + p->getName() + " of size " + std::to_string(n) +
-            (op >= 2 ? " with " + v->name : "");
-    // Raised by the view of the association or by the stored list below it.
+            (reuse ? "a held view of " : "") + view.element->name + "." + p->getName() +
+            " of size " + std::to_string(n) + (op >= 2 ? " with " + v->name : "");
+    // Raised by the view of the association or of the union, or by the stored list below.
     const std::string text =
         kFailed + (position < 0 ? "sequence index must be positive" : "sequence index out of bounds");
     expect.outcomes = {text + " at kelpa/kernel/containers/sequence/GenericSequence:",
                        text + " at kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:"};
+    if (s.get() == Kelpa::Generic::GenericNullSequence::getSingleton())
+      expect = exactly(op == 0 ? text + " at kelpa/kernel/containers/sequence/GenericNullSequence:"
+                               : kFailed + "the empty sequence cannot be changed at "
+                                           "kelpa/kernel/containers/sequence/GenericNullSequence:");
     const Object value = v->object;
     call = [=]() mutable {
       switch (op) {
@@ -1013,6 +1067,8 @@ class Run {
 
  private:
   std::mt19937_64 fRandom;
+  std::vector<View> fHeld;   // views kept from earlier calls
+  std::string fPreFailure;   // a held view that read otherwise than a fresh one
   std::string fKind;  // the kind of call, for the list of outcomes without an exact text
   std::vector<Value> fValues;
   ClassObject fClearTarget;
