@@ -370,19 +370,14 @@ void GenericCombinedSequence::appendGeneric(const Sequence<Object>& part) {
   fParts.push_back(part);
 }
 
+// The parts are live views: any of them may have grown or shrunk since the last call, so
+// the walk starts at the first part every time.
 std::size_t GenericCombinedSequence::locate(int& index) const {
   if (index < 0) failIndex(index);
-  std::size_t part = 0;
   int start = 0;
-  if (fCachedPart < fParts.size() && index >= fCachedStart) {
-    part = fCachedPart;
-    start = fCachedStart;
-  }
-  for (; part < fParts.size(); ++part) {
+  for (std::size_t part = 0; part < fParts.size(); ++part) {
     const int n = fParts[part].get()->generic_size();
     if (index < start + n) {
-      fCachedPart = part;
-      fCachedStart = start;
       index -= start;
       return part;
     }

@@ -142,6 +142,67 @@ TEST_F(Consistency, UnionsReadTheirContributorsInOrder) {
   EXPECT_FALSE(attribute->hasOwner(root));
 }
 
+// A union view held across changes of its contributors reads, bounds and erases by what
+// they hold now, not by where it last found a position.
+TEST_F(Consistency, AHeldUnionViewFollowsItsContributors) {
+  const Class cls = Class::create(model);
+  const Comment first = Comment::create(model);
+  const Comment second = Comment::create(model);
+  const Property attribute = Property::create(model);
+  const Operation run = Operation::create(model);
+  const Operation stop = Operation::create(model);
+  cls->getOwnedComments(root).push_back(first);
+  cls->getOwnedComments(root).push_back(second);
+  cls->getZorbel_Class_OwnedAttributes(root).push_back(attribute);
+  cls->getOwnedOperations(root).push_back(run);
+  cls->getOwnedOperations(root).push_back(stop);
+  Kelpa::Sequence<Element> held = cls->getOwnedElements(root);
+  ASSERT_EQ(held.size(), 5);
+  EXPECT_EQ(held[3].get(), Element(run).get());  // a position among the operations
+
+  cls->getOwnedComments(root).remove(first);  // an earlier contributor shrinks
+  ASSERT_EQ(held.size(), 4);
+  EXPECT_EQ(held[3].get(), Element(stop).get());
+  EXPECT_EQ(held[2].get(), Element(run).get());
+  EXPECT_EQ(failureAt([&] { (void)held[4]; }),
+            "Assertion failed: sequence index out of bounds at "
+            "kelpa/kernel/containers/sequence/GenericSequence:");
+  held.erase(2);
+  EXPECT_FALSE(cls->getOwnedOperations(root).contains(run));
+  EXPECT_TRUE(cls->getOwnedOperations(root).contains(stop));
+
+  cls->getOwnedComments(root).push_back(first);  // and grows again
+  EXPECT_EQ(held[2].get(), Element(attribute).get());
+  EXPECT_EQ(held[3].get(), Element(stop).get());
+}
+
+// The same for a derived subset, a filtered view of its superset: a package taken out in
+// front of the position and another element put in its place.
+// Disabled, a known fault: the filtered view resumes from the position it last found as
+// long as the same element still stands at the same place in the superset, and so counts
+// the package taken out in front of it; held[1] gives the second package again instead of
+// refusing the position. Starting every lookup at the front would make an in-order walk
+// quadratic, which is a decision of its own.
+TEST_F(Consistency, DISABLED_AHeldSubsetViewFollowsItsSuperset) {
+  const Package outer = Package::create(model);
+  const Package first = Package::create(model);
+  const Package second = Package::create(model);
+  outer->getPackagedElements(root).push_back(first);
+  outer->getPackagedElements(root).push_back(Class::create(model));
+  outer->getPackagedElements(root).push_back(second);
+  Kelpa::Sequence<Package> held = outer->getNestedPackages(root);
+  ASSERT_EQ(held.size(), 2);
+  EXPECT_EQ(held[1].get(), second.get());
+
+  outer->getPackagedElements(root).remove(first);
+  outer->getPackagedElements(root).insert(0, Class::create(model));
+  EXPECT_EQ(failureAt([&] { (void)held[1]; }),
+            "Assertion failed: sequence index out of bounds at "
+            "kelpa/kernel/containers/sequence/GenericSequence:");
+  ASSERT_EQ(held.size(), 1);
+  EXPECT_EQ(held[0].get(), second.get());
+}
+
 // A union over a feature that is not kept raises that feature's text: no union skips a
 // part it cannot read. AssociationClass keeps its own list of members, without it.
 TEST_F(Consistency, UnionsOverStubbedPartsRaiseTheirText) {

@@ -192,9 +192,6 @@ class GenericCombinedSequence final : public Generic::IndexedView {
 
   const char* fTypeName;
   std::vector<Sequence<Object>> fParts;
-  // The last part found and where it starts: a walk in order finds each part once.
-  mutable std::size_t fCachedPart = 0;
-  mutable int fCachedStart = 0;
 };
 
 }  // namespace combined_sequence_internal
