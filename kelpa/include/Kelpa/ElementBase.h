@@ -263,8 +263,8 @@ class ElementState : public Intf {
   ElementState() noexcept = default;
   ElementState(const ElementState&) = delete;
   ElementState& operator=(const ElementState&) = delete;
-  // The class's destructor calls releaseKernel() before its members go; this is for a
-  // state whose class's destructor did not get so far.
+  // The class's destructor calls releaseKernel() first, before its own members go;
+  // by the time this runs there is nothing left to release.
   ~ElementState() override { releaseKernel(); }
 
   // States come from the small-object pools as identities do.
