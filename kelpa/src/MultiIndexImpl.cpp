@@ -8,6 +8,8 @@
 #include <functional>
 
 #include <Kelpa/Asserter.h>
+
+#include "RefSequenceSupport.h"
 #include <Tovi/SmallObjects.h>
 
 namespace Kelpa {
@@ -28,34 +30,11 @@ struct RefContainer
 };
 
 namespace {
-constexpr Where kSource{"kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs"};
-
-[[noreturn, gnu::cold]] void fail(int line, const char* message) {
-  Asserter::Make<Exception>(false, "%s", message).handle(kSource.path, line, "");
-  __builtin_unreachable();
-}
-
-void checkIndex(int index, int limit) {
-  if (index < 0) fail(__LINE__, "sequence index must be positive");
-  if (index >= limit) fail(__LINE__, "sequence index out of bounds");
-}
-
+using detail::refsequence::checkIndex;
+using detail::refsequence::fail;
+using detail::refsequence::positionOf;
 using Position = RefContainer::nth_index<0>::type::iterator;
-
-class RefIterator final : public Generic::IteratorIntf {
- public:
-  explicit RefIterator(Position position) : fPosition(position) {}
-  Object generic_get(const Deviant& d) const override { return Object(*fPosition, d); }
-  void generic_next() override { ++fPosition; }
-  bool generic_equal(const IteratorIntf* other) const override {
-    const auto* o = dynamic_cast<const RefIterator*>(other);
-    return o && o->fPosition == fPosition;
-  }
-  Position position() const { return fPosition; }
-
- private:
-  Position fPosition;
-};
+using Iterator = detail::refsequence::PositionIterator<Position>;
 
 // An iterator of an empty sequence that has no container yet.
 const RefContainer& emptyContainer() {
@@ -63,11 +42,6 @@ const RefContainer& emptyContainer() {
   return *empty;
 }
 
-Position positionOf(Generic::IteratorIntf* it) {
-  auto* ref = dynamic_cast<RefIterator*>(it);
-  if (!ref) fail(__LINE__, "iterator of another sequence");
-  return ref->position();
-}
 }  // namespace
 
 MultiIndexImplForRefs::MultiIndexImplForRefs(const MultiIndexImplForRefs& other)
@@ -176,11 +150,11 @@ Object MultiIndexImplForRefs::generic_back(const Deviant& d) const {
 }
 
 Generic::IteratorIntf* MultiIndexImplForRefs::generic_end(const Deviant&) const {
-  return new RefIterator(fContainer ? fContainer->end() : emptyContainer().end());
+  return new Iterator(fContainer ? fContainer->end() : emptyContainer().end());
 }
 
 Generic::IteratorIntf* MultiIndexImplForRefs::generic_begin(const Deviant&) const {
-  return new RefIterator(fContainer ? fContainer->begin() : emptyContainer().begin());
+  return new Iterator(fContainer ? fContainer->begin() : emptyContainer().begin());
 }
 
 void MultiIndexImplForRefs::generic_clear(const Deviant&) {
@@ -201,32 +175,32 @@ Generic::IteratorIntf* MultiIndexImplForRefs::generic_insert(const Deviant&,
                                                              Generic::IteratorIntf* before,
                                                              const Object& value) {
   Key key = keyOf(value.get());
-  Position pos = positionOf(before);
+  Position pos = positionOf<Position>(before);
   RefContainer* c = container();
   auto result = c->insert(pos, key);
   if (result.second) key->incRef();
-  return new RefIterator(result.first);
+  return new Iterator(result.first);
 }
 
 Generic::IteratorIntf* MultiIndexImplForRefs::generic_erase(const Deviant&,
                                                             Generic::IteratorIntf* position) {
-  Position pos = positionOf(position);
-  if (!fContainer || pos == fContainer->end()) return new RefIterator(pos);
+  Position pos = positionOf<Position>(position);
+  if (!fContainer || pos == fContainer->end()) return new Iterator(pos);
   Key k = *pos;
   Position next = fContainer->erase(pos);
   k->decRef();
-  return new RefIterator(next);
+  return new Iterator(next);
 }
 
 Generic::IteratorIntf* MultiIndexImplForRefs::generic_erase(const Deviant&,
                                                             Generic::IteratorIntf* first,
                                                             Generic::IteratorIntf* last) {
-  Position from = positionOf(first);
-  Position to = positionOf(last);
+  Position from = positionOf<Position>(first);
+  Position to = positionOf<Position>(last);
   std::vector<Key> released(from, to);
   Position next = fContainer->erase(from, to);
   for (Key k : released) k->decRef();
-  return new RefIterator(next);
+  return new Iterator(next);
 }
 
 void MultiIndexImplForRefs::generic_eraseAt(const Deviant&, int index) {

@@ -6,44 +6,16 @@
 
 #include <Kelpa/Asserter.h>
 
+#include "RefSequenceSupport.h"
+
 namespace Kelpa::detail {
 
 namespace {
-// The failures read as those of the stored sequences: a client sees one kind of sequence.
-constexpr Where kSource{"kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs"};
-
-[[noreturn, gnu::cold]] void fail(int line, const char* message) {
-  Asserter::Make<Exception>(false, "%s", message).handle(kSource.path, line, "");
-  __builtin_unreachable();
-}
-
-void checkIndex(int index, int limit) {
-  if (index < 0) fail(__LINE__, "sequence index must be positive");
-  if (index >= limit) fail(__LINE__, "sequence index out of bounds");
-}
-
+using refsequence::checkIndex;
+using refsequence::fail;
+using refsequence::positionOf;
 using Position = RootObjectList::Position;
-
-class ListIterator final : public Generic::IteratorIntf {
- public:
-  explicit ListIterator(Position position) : fPosition(position) {}
-  Object generic_get(const Deviant& d) const override { return Object(*fPosition, d); }
-  void generic_next() override { ++fPosition; }
-  bool generic_equal(const IteratorIntf* other) const override {
-    const auto* o = dynamic_cast<const ListIterator*>(other);
-    return o && o->fPosition == fPosition;
-  }
-  Position position() const { return fPosition; }
-
- private:
-  Position fPosition;
-};
-
-Position positionOf(Generic::IteratorIntf* it) {
-  auto* own = dynamic_cast<ListIterator*>(it);
-  if (!own) fail(__LINE__, "iterator of another sequence");
-  return own->position();
-}
+using Iterator = refsequence::PositionIterator<Position>;
 
 RootObjectList::Key classObjectOf(const Object& value) {
   return value.isNull() ? nullptr : castTo<NSInterface::ClassObjectIntf>(value.get());
@@ -143,11 +115,11 @@ Object RootObjectList::generic_back(const Deviant& d) const {
 }
 
 Generic::IteratorIntf* RootObjectList::generic_end(const Deviant&) const {
-  return new ListIterator(fList.end());
+  return new Iterator(fList.end());
 }
 
 Generic::IteratorIntf* RootObjectList::generic_begin(const Deviant&) const {
-  return new ListIterator(fList.begin());
+  return new Iterator(fList.begin());
 }
 
 void RootObjectList::generic_clear(const Deviant&) {
@@ -168,25 +140,25 @@ void RootObjectList::generic_insert(const Deviant&, int index, const Object& val
 Generic::IteratorIntf* RootObjectList::generic_insert(const Deviant&, Generic::IteratorIntf* before,
                                                       const Object& value) {
   Key key = keyOf(value);
-  return new ListIterator(insertAt(positionOf(before), -1, key));
+  return new Iterator(insertAt(positionOf<Position>(before), -1, key));
 }
 
 Generic::IteratorIntf* RootObjectList::generic_erase(const Deviant&,
                                                      Generic::IteratorIntf* position) {
-  Position pos = positionOf(position);
-  if (pos == fList.end()) return new ListIterator(pos);
-  return new ListIterator(eraseAt(pos, -1));
+  Position pos = positionOf<Position>(position);
+  if (pos == fList.end()) return new Iterator(pos);
+  return new Iterator(eraseAt(pos, -1));
 }
 
 Generic::IteratorIntf* RootObjectList::generic_erase(const Deviant&, Generic::IteratorIntf* first,
                                                      Generic::IteratorIntf* last) {
-  Position from = positionOf(first);
-  Position to = positionOf(last);
+  Position from = positionOf<Position>(first);
+  Position to = positionOf<Position>(last);
   std::vector<Key> released(from, to);
   forgetCursor();
   Position next = fList.erase(from, to);
   for (Key k : released) k->decRef();
-  return new ListIterator(next);
+  return new Iterator(next);
 }
 
 void RootObjectList::generic_eraseAt(const Deviant&, int index) {
