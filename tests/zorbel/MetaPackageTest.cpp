@@ -12,7 +12,6 @@
 #include <Kelpa/Meta.h>
 #include <zorbel/Initialize.h>
 #include <zorbel/MetaPackage.h>
-#include <zorbel/NSMetaRegistry/MetaRegistry.h>
 #include <zorbel/zorbel.h>
 
 namespace {
@@ -131,13 +130,14 @@ TEST(MetaPackage, UpdateResolvesEveryTypeOppositeAndBase) {
 }
 
 TEST(MetaPackage, InitializingAgainChangesNothing) {
-  Kelpa::NSInterface::PackageIntf** slot = zorbel::NSImplementation::staticGetZorbelMetaPackage();
-  Kelpa::NSInterface::PackageIntf* before = *slot;
+  const Kelpa::NSInterface::PackageIntf* before = &package();
   const ClassIntf* comment = zorbel::ImmutableComment::MetaClass().get();
-  EXPECT_EQ(zorbel::NSImplementation::staticInitializeZorbelMeta(), slot);
-  EXPECT_EQ(*slot, before);
+  const std::size_t names = Kelpa::TypeInfoRegistry::size();
+  EXPECT_TRUE(zorbel::initialize());
+  EXPECT_EQ(&package(), before);
   EXPECT_EQ(zorbel::ImmutableComment::MetaClass().get(), comment);
   EXPECT_EQ(before->getOwnedTypes().size(), 179u);
+  EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), names);
 }
 
 // A call through a null package or factory handle fails at the meta package header.
@@ -165,6 +165,10 @@ TEST(MetaPackage, ElementsAnswerTheirMetaclass) {
 
 namespace {
 
+// Registers a second time in the child; lives, as the library's own does, until the
+// process ends.
+const zorbel::InitializerClass* gRegisteredAgain = nullptr;
+
 // The registration's destructor is never run by the library; run here in a child process,
 // it takes back every name and the whole meta package.
 int tearDownRegistration() {
@@ -179,10 +183,22 @@ int tearDownRegistration() {
   };
   check(Kelpa::TypeInfoRegistry::size() == before - 1397, "the 1,397 names");
   check(Kelpa::TypeInfoRegistry::getMetaType("zorbel.Integer").isNull(), "the meta type zorbel.Integer");
-  check(*zorbel::NSImplementation::staticGetZorbelMetaPackage() == nullptr, "the package slot");
   check(Kelpa::DomainRegistry::instance().findPackage("zorbel").isNull(), "the package");
   check(zorbel::ImmutableComment::MetaClass().isNull(), "the metaclass slots");
   check(zorbel::sPackageIntrospectiveMethods.types[9]->metaclass == nullptr, "the records' metaclasses");
+  bool boxed = true;
+  try {
+    const Kelpa::Object value = zorbel::Integer(1);
+  } catch (const Kelpa::Exception&) {
+    boxed = false;
+  }
+  check(!boxed, "boxing of an unregistered value type");
+
+  // Registering again brings every name, the package and boxing back.
+  gRegisteredAgain = new zorbel::InitializerClass();
+  check(Kelpa::TypeInfoRegistry::size() == before, "the names registered again");
+  check(!Kelpa::DomainRegistry::instance().findPackage("zorbel").isNull(), "the package again");
+  check(zorbel::Integer(Kelpa::Object(zorbel::Integer(1))) == 1, "boxing again");
   return failures;
 }
 

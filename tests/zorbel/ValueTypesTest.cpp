@@ -10,7 +10,6 @@
 
 #include <Kelpa/Meta.h>
 #include <Kelpa/Model.h>
-#include <zorbel/detail/TypeRegistration.h>
 #include <zorbel/zorbel.h>
 
 using namespace zorbel;
@@ -119,24 +118,7 @@ TYPED_TEST(ZorbelValueType, RegisteredSoTheKernelParsesAndPrintsIt) {
   EXPECT_EQ(parsed->toString(Kelpa::Deviant()).ustr(), value.toString().ustr());
 }
 
-TEST(ZorbelValueTypes, RegistrationCanBeRepeatedAndUndone) {
-  const Kelpa::Deviant root = Kelpa::DomainRegistry::instance().getMetaRegistry().getDeviant();
-  const std::size_t registered = Kelpa::TypeInfoRegistry::size();
-  detail::registerTypeNames(root);
-  EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), registered);
-  detail::unregisterTypeNames();
-  EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), registered - 1397);
-  EXPECT_EQ(Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.MessageSort"), nullptr);
-  EXPECT_TRUE(Kelpa::TypeInfoRegistry::getMetaType("zorbel.MessageSort").isNull());
-  EXPECT_EQ(Kelpa::TypeInfoRegistry::findTypeInfo("zorbel.SequenceOfComment"), nullptr);
-  EXPECT_THROW({ const Kelpa::Object boxed = Integer(1); }, Kelpa::Exception);
-  detail::registerTypeNames(root);
-  EXPECT_EQ(Kelpa::TypeInfoRegistry::size(), registered);
-  EXPECT_EQ(Integer(Kelpa::Object(Integer(1))), 1);
-}
-
 TEST(ZorbelValueTypes, RegisteredNamesDescribeValuesIteratorsAndSequences) {
-  EXPECT_EQ(detail::registeredTypeNameCount(), 1397u);
   // A value type's own name is its meta type, the primitive or enumeration of the package.
   EXPECT_EQ(Integer::MetaDataType()->getName(), "Integer");
   EXPECT_EQ(Integer::MetaDataType().get(), Integer(3).getMetaDataType().get());

@@ -15,6 +15,7 @@
 #include <Tovi/ModuleObject.h>
 #include <zorbel/Factory.h>
 #include <zorbel/MetaPackage.h>
+#include <zorbel/detail/MetaSupport.h>
 #include <zorbel/detail/Support.h>
 #include <zorbel/detail/TypeRegistration.h>
 
@@ -82,7 +83,7 @@ namespace {
 long long sInitializeDurationNs = 0;
 }
 
-long long initializeDurationNs() {
+long long InitializerClass::durationNs() {
   return sInitializeDurationNs;
 }
 

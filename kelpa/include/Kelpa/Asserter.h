@@ -9,6 +9,7 @@
 //   Kelpa::raiseIf(!ok, kWhere, __LINE__, "text");          // on a false condition
 // which are cold, out of line, and format only when they fire.
 #include <Kelpa/Exception.h>
+#include <Tovi/Visibility.h>
 
 namespace Kelpa {
 
@@ -64,7 +65,7 @@ AsserterEx<E> Asserter::MakeAlways(const char* fmt, ...) {
 
 namespace detail {
 template <class E>
-[[noreturn]] void throwAs(const std::string& text) {
+[[noreturn]] TOVI_LOCAL void throwAs(const std::string& text) {
   throw E(text);
 }
 }  // namespace detail
@@ -89,8 +90,8 @@ inline void raiseIf(bool failed, Where where, int line, const char* message) {
 // The message of a null handle, raised from the handle headers.
 inline constexpr const char* kNullRefMessage =
     "Cannot access NULL ref. Use isValid() before calling methods";
-inline constexpr Where kModelHeader{"kelpa/Kelpa/Model_h"};
-inline constexpr Where kPackageHeader{"kelpa/Kelpa/MPackage_h"};
+TOVI_LOCAL inline constexpr Where kModelHeader{"kelpa/Kelpa/Model_h"};
+TOVI_LOCAL inline constexpr Where kPackageHeader{"kelpa/Kelpa/MPackage_h"};
 [[noreturn, gnu::cold]] void raiseNullRef(Where where = kModelHeader, int line = 84);
 
 }  // namespace Kelpa

@@ -126,12 +126,12 @@ Sequence<Object> containeeSequence(NSInterface::ClassObjectIntf* self, Deviant d
 
 // The object as T's interface exists: the type test of the views.
 template <class Intf>
-bool isA(const NSInterface::ObjectIntf* o) {
+TOVI_LOCAL bool isA(const NSInterface::ObjectIntf* o) {
   return o && o->cast(CooperativeVisitor::internal::classInfoOf<Intf>()) != nullptr;
 }
 
 // The table of a class without ends.
-inline constexpr ElementEnds kNoEnds{};
+TOVI_LOCAL inline constexpr ElementEnds kNoEnds{};
 
 // Destruction of element in d: the links of its subtree first, then the subtree itself,
 // children before their parent.

@@ -61,6 +61,7 @@ class PresenceBits {
 // equal values stay as they are, and each stands alone: a kernel failure within one
 // member (Kelpa::Exception) leaves that member as it was and the walk goes on.
 namespace assignment {
+#pragma GCC visibility push(hidden)
 template <class Step>
 inline void guarded(Step&& step) {
   try {
@@ -122,6 +123,7 @@ void sequence(Seq& t, const Seq& s) {
     if (!same(t, s)) t = s;
   });
 }
+#pragma GCC visibility pop
 }  // namespace assignment
 
 // A resolved state that may be called through.

@@ -98,7 +98,7 @@ class HandleBase {
 
 // The interface intf of the object behind p, or null (cast through the class table).
 template <class Intf>
-Intf* castTo(const ReferenceCountingIntf* p) {
+TOVI_LOCAL Intf* castTo(const ReferenceCountingIntf* p) {
   if (!p) return nullptr;
   return reinterpret_cast<Intf*>(p->cast(CooperativeVisitor::internal::classInfoOf<Intf>()));
 }

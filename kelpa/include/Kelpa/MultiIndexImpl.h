@@ -87,6 +87,7 @@ namespace MultiIndexImplForRefsHelper {
 [[noreturn, gnu::cold]] void raiseNullObject(const char* sequenceTypeName);
 
 // The object as a T, keyed as its ClassObjectIntf; anything else is refused.
+#pragma GCC visibility push(hidden)
 template <class T>
 NSInterface::ClassObjectIntf* tryCast(const NSInterface::ObjectIntf* object) {
   ReferenceCountingIntf* asT =
@@ -103,8 +104,9 @@ NSInterface::ClassObjectIntf* cast(const NSInterface::ObjectIntf* object) {
 }
 
 template <class T>
-inline constexpr MultiIndexImplInternal::RefTraits traits{&cast<T>, T::sequenceTypeName(),
+TOVI_LOCAL inline constexpr MultiIndexImplInternal::RefTraits traits{&cast<T>, T::sequenceTypeName(),
                                                           &tryCast<T>};
+#pragma GCC visibility pop
 
 }  // namespace MultiIndexImplForRefsHelper
 

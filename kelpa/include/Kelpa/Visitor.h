@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <Kelpa/Cleanup.h>
+#include <Tovi/Visibility.h>
 
 namespace Tovi {
 class ModuleObjectDeleter;
@@ -52,14 +53,14 @@ ClassInfo LookupTagByName(const char* name, bool& found);
 std::size_t NumberOfBoundNames();
 
 template <class Domain>
-unsigned long domainTag() {
+TOVI_LOCAL unsigned long domainTag() {
   static const unsigned long tag = GetTag(typeid(Domain), typeid(RootVisitationDomain));
   return tag;
 }
 
 // ClassInfo of an interface class; Intf::Domain names its domain.
 template <class Intf>
-const ClassInfo& classInfoOf() {
+TOVI_LOCAL const ClassInfo& classInfoOf() {
   static const ClassInfo info{domainTag<typename Intf::Domain>(),
                               GetTag(typeid(Intf), typeid(typename Intf::Domain))};
   return info;

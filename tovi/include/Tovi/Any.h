@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <Tovi/SmallObjects.h>
+#include <Tovi/Visibility.h>
 
 namespace Tovi {
 
@@ -103,7 +104,7 @@ class bad_any_cast : public std::bad_cast {
 
 // nullptr when the operand is null, empty or holds something other than T.
 template <class T>
-const T* any_cast(const any* operand) {
+TOVI_LOCAL const T* any_cast(const any* operand) {
   using Held = std::remove_cv_t<T>;
   if (operand == nullptr || operand->empty()) return nullptr;
   if (operand->pointerLevel() != detail::PointerLevel<Held>::value) return nullptr;
@@ -112,13 +113,13 @@ const T* any_cast(const any* operand) {
 }
 
 template <class T>
-T* any_cast(any* operand) {
+TOVI_LOCAL T* any_cast(any* operand) {
   return const_cast<T*>(any_cast<T>(static_cast<const any*>(operand)));
 }
 
 // A copy of (or const reference to) the held T; throws bad_any_cast when there is none.
 template <class T>
-T any_cast(const any& operand) {
+TOVI_LOCAL T any_cast(const any& operand) {
   const auto* value = any_cast<std::remove_cvref_t<T>>(&operand);
   if (value == nullptr) throw bad_any_cast();
   return *value;

@@ -1,6 +1,8 @@
 #pragma once
 // Start-up. The library initialises itself when it is loaded; initialize() may be
 // called again at any time and then only reads a flag.
+#include <Tovi/Visibility.h>
+
 namespace Kelpa {
 class Model;
 class Object;
@@ -8,11 +10,7 @@ class Object;
 
 namespace zorbel {
 
-bool initialize();
-
-// How long the first initialize() took, in nanoseconds: the kernel's start, the meta
-// package and the registrations.
-long long initializeDurationNs();
+TOVI_EXPORT bool initialize();
 
 // Registration of the library's types and metamodel, made once at start-up.
 class InitializerClass {
@@ -21,6 +19,10 @@ class InitializerClass {
   // The exact inverse of the constructor. Not run at process exit: registrations
   // live as long as the process.
   ~InitializerClass();
+
+  // How long the first initialize() took, in nanoseconds: the kernel's start, the meta
+  // package and the registrations.
+  static long long durationNs();
 };
 
 }  // namespace zorbel
@@ -35,4 +37,4 @@ struct zorbel_Configuration {
   Kelpa::Model (*createModel)();
 };
 
-extern "C" void zorbel_getConfiguration(zorbel_Configuration* record);
+extern "C" TOVI_EXPORT void zorbel_getConfiguration(zorbel_Configuration* record);

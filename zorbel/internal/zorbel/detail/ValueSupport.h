@@ -9,6 +9,8 @@
 #include <Tovi/Any.h>
 #include <Tovi/Error.h>
 
+#pragma GCC visibility push(hidden)
+
 namespace zorbel::detail {
 
 // Lines that the failures of a value type report in their text and error locations.
@@ -34,11 +36,11 @@ void addConversionError(Tovi::ErrorHolder& errors, const std::string& typeName,
 // Reads a number from the front of text, hexadecimal after "0x" and decimal otherwise; what
 // follows the number is ignored. False if no number of T's range could be read.
 template <class T>
-bool readNumber(const std::string& text, T& number);
+TOVI_LOCAL bool readNumber(const std::string& text, T& number);
 
 // Decimal text of number; a failing stream raises against typeName's source.
 template <class T>
-std::string printNumber(T number, const std::string& typeName);
+TOVI_LOCAL std::string printNumber(T number, const std::string& typeName);
 
 // The any boxed in object, or null for a null handle or an object that does not exist in
 // its deviant. A live object that is no value raises.
@@ -80,3 +82,5 @@ Kelpa::ValueObject boxValue(T&& value) {
 }
 
 }  // namespace zorbel::detail
+
+#pragma GCC visibility pop

@@ -12,6 +12,22 @@
 #include <zorbel/String.h>
 #include <zorbel/detail/ValueSupport.h>
 
+#pragma GCC visibility push(hidden)
+
+namespace zorbel {
+namespace NSImplementation {
+// The package's slot; null until the package is built and after it is taken down.
+Kelpa::NSInterface::PackageIntf** staticGetZorbelMetaPackage();
+Kelpa::Package staticGetZorbelMetaModel(const Kelpa::Model& model);
+// Builds and updates the package if not yet done; gives the package's slot.
+Kelpa::NSInterface::PackageIntf** staticInitializeZorbelMeta();
+void staticTerminateZorbelMeta();
+void staticCreateZorbelMetaPackage(Kelpa::Factory factory, Kelpa::Package parent);
+void staticUpdateZorbelMetaPackage(Kelpa::Factory factory);
+void staticDestroyZorbelMetaPackage(Kelpa::Factory factory, Kelpa::Package package);
+}  // namespace NSImplementation
+}  // namespace zorbel
+
 namespace zorbel::detail::meta {
 
 using Kelpa::Deviant;
@@ -129,3 +145,5 @@ Kelpa::Sequence<Kelpa::Object> generic(const S& sequence, Deviant d) {
 }
 
 }  // namespace zorbel::detail::meta
+
+#pragma GCC visibility pop

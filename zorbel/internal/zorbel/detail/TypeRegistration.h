@@ -5,6 +5,8 @@
 
 #include <Kelpa/Deviant.h>
 
+#pragma GCC visibility push(hidden)
+
 namespace zorbel::detail {
 
 // How many names there are.
@@ -16,3 +18,5 @@ void registerTypeNames(Kelpa::Deviant root);
 void unregisterTypeNames();
 
 }  // namespace zorbel::detail
+
+#pragma GCC visibility pop

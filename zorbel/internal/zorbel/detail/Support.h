@@ -17,6 +17,8 @@ namespace Tovi {
 class ModuleObjectDeleter;
 }
 
+#pragma GCC visibility push(hidden)
+
 namespace zorbel::detail {
 
 using Kelpa::Deviant;
@@ -247,3 +249,5 @@ struct ClassName {
 std::span<const ClassName> classNames();
 
 }  // namespace zorbel::detail
+
+#pragma GCC visibility pop
