@@ -197,6 +197,27 @@ void BM_IterateOwnedElementsContributors(benchmark::State& state) {
 }
 BENCHMARK(BM_IterateOwnedElementsContributors);
 
+// A subset view walked in order: the nested packages of a package that holds n packages
+// and n classes, alternating. One view is held across iterations, as a client holds it;
+// items are packages visited, so a walk that counts from the front each step shows as
+// time per item growing with n.
+void BM_IterateNestedPackages(benchmark::State& state) {
+  const auto n = static_cast<int>(state.range(0));
+  ScopedModel scope;
+  const zorbel::Package outer = zorbel::Package::create(scope.model);
+  Kelpa::Sequence<zorbel::PackageableElement> packaged = outer->getPackagedElements(scope.root);
+  for (int i = 0; i < n; ++i) {
+    packaged.push_back(zorbel::Class::create(scope.model));
+    packaged.push_back(zorbel::Package::create(scope.model));
+  }
+  const Kelpa::Sequence<zorbel::Package> nested = outer->getNestedPackages(scope.root);
+  for (auto _ : state) {
+    for (const zorbel::Package& p : nested) benchmark::DoNotOptimize(p.get());
+  }
+  state.SetItemsProcessed(state.iterations() * n);
+}
+BENCHMARK(BM_IterateNestedPackages)->Arg(100)->Arg(1000);
+
 // Per-element figures of a timed operation that covers n elements.
 void reportPerElement(benchmark::State& state, std::size_t n) {
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * n));

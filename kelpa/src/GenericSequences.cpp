@@ -6,6 +6,8 @@
 #include <Kelpa/MultiIndexImpl.h>
 #include <Tovi/SmallObjects.h>
 
+#include <typeinfo>
+
 namespace Kelpa {
 
 namespace {
@@ -229,6 +231,9 @@ void GenericDeviantSequence::specialized_assign(const Deviant& d, const Sequence
 std::string GenericDeviantSequence::getTypeName() const {
   return reading()->getTypeName();
 }
+bool GenericDeviantSequence::generic_stamp(std::vector<std::uint64_t>& words) const {
+  return reading()->generic_stamp(words);
+}
 
 // ---------------------------------------------------------------- GenericAssociationSequence
 
@@ -264,6 +269,9 @@ bool GenericAssociationSequence::generic_accepts(const Object& value) const {
 }
 std::string GenericAssociationSequence::getTypeName() const {
   return fView.get()->getTypeName();
+}
+bool GenericAssociationSequence::generic_stamp(std::vector<std::uint64_t>& words) const {
+  return fView.get()->generic_stamp(words);
 }
 
 void GenericAssociationSequence::linkOpposite(const Object& element) {
@@ -460,6 +468,14 @@ bool GenericCombinedSequence::generic_accepts(const Object& value) const {
   return false;
 }
 
+// Each part gives a fixed number of words (a stored list one, a single-valued part two),
+// so equal concatenations mean equal parts.
+bool GenericCombinedSequence::generic_stamp(std::vector<std::uint64_t>& words) const {
+  for (const auto& part : fParts)
+    if (!part.get()->generic_stamp(words)) return false;
+  return true;
+}
+
 }  // namespace combined_sequence_internal
 
 // ---------------------------------------------------------------- GenericFilteredSequence
@@ -470,42 +486,70 @@ GenericFilteredSequence::GenericFilteredSequence(const Sequence<Object>& source,
                                                  Filter filter)
     : fSource(source), fDeviant(d), fFilter(filter) {
   if (fSource.isNull()) detail::raiseNullSequence();
-  update_begin_end_cache(d);
 }
 
-void GenericFilteredSequence::update_begin_end_cache(Deviant) const {
+void GenericFilteredSequence::forget() const {
+  fStamped = false;
+  fSourceSize = -1;
+  fSize = -1;
   fCachedIndex = -1;
   fCachedSource = -1;
-  fCachedElement = nullptr;
+}
+
+void GenericFilteredSequence::revalidate() const {
+  fNextStamp.clear();
+  const bool stamped = fSource.get()->generic_stamp(fNextStamp);
+  if (stamped && fStamped && fNextStamp == fStamp) return;
+  forget();
+  // A source that cannot tell is looked at afresh on every use.
+  if (!stamped) return;
+  fStamp.swap(fNextStamp);
+  fStamped = true;
+}
+
+int GenericFilteredSequence::sourceSize() const {
+  if (fSourceSize < 0) fSourceSize = fSource.get()->generic_size();
+  return fSourceSize;
 }
 
 int GenericFilteredSequence::sourcePosition(int index) const {
   if (index < 0) return -1;
+  if (fSize >= 0 && index >= fSize) return -1;
   Generic::SequenceIntf* source = fSource.get();
-  const int n = source->generic_size();
   int view = 0;
   int at = 0;
-  // Resume from the last position asked if it still holds the same element.
-  if (fCachedIndex >= 0 && fCachedIndex <= index && fCachedSource < n &&
-      source->generic_at(fCachedSource, fDeviant).get() == fCachedElement) {
+  if (fCachedIndex >= 0 && fCachedIndex <= index) {
+    // Onwards from the last position found: an in-order walk takes a step per element.
     view = fCachedIndex;
     at = fCachedSource;
+  } else if (fCachedIndex > index && fCachedIndex - index < index) {
+    // Back from it, when that is nearer than the front.
+    view = fCachedIndex;
+    at = fCachedSource;
+    while (view > index) {
+      --at;
+      if (passes(source->generic_at(at, fDeviant))) --view;
+    }
+    fCachedIndex = index;
+    fCachedSource = at;
+    return at;
   }
+  const int n = sourceSize();
   for (; at < n; ++at) {
-    const Object o = source->generic_at(at, fDeviant);
-    if (!passes(o)) continue;
+    if (!passes(source->generic_at(at, fDeviant))) continue;
     if (view == index) {
       fCachedIndex = index;
       fCachedSource = at;
-      fCachedElement = o.get();
       return at;
     }
     ++view;
   }
+  fSize = view;  // walked to the end: every passing element was counted
   return -1;
 }
 
 Object GenericFilteredSequence::generic_at(int index, const Deviant& d) const {
+  revalidate();
   const int at = sourcePosition(index);
   if (at < 0) failIndex(index);
   return fSource.get()->generic_at(at, d);
@@ -517,16 +561,20 @@ void GenericFilteredSequence::generic_clear(const Deviant& d) {
 }
 
 int GenericFilteredSequence::generic_size() const {
+  revalidate();
+  if (fSize >= 0) return fSize;
   Generic::SequenceIntf* source = fSource.get();
-  if (!fFilter) return source->generic_size();
+  const int n = sourceSize();
+  if (!fFilter) return fSize = n;
   int count = 0;
-  const int n = source->generic_size();
   for (int i = 0; i < n; ++i)
     if (passes(source->generic_at(i, fDeviant))) ++count;
-  return count;
+  return fSize = count;
 }
 
 bool GenericFilteredSequence::generic_empty() const {
+  revalidate();
+  if (fSize >= 0) return fSize == 0;
   if (!fFilter) return fSource.get()->generic_empty();
   return sourcePosition(0) < 0;
 }
@@ -535,31 +583,42 @@ void GenericFilteredSequence::generic_insert(const Deviant& d, int index, const 
   const int size = generic_size();
   if (index < 0 || index > size) failIndex(index);
   if (!passes(value)) MultiIndexImplForRefsHelper::raiseNullObject(getTypeName().c_str());
-  const int at = index == size ? fSource.get()->generic_size() : sourcePosition(index);
+  const int at = index == size ? sourceSize() : sourcePosition(index);
+  forget();
   fSource.get()->generic_insert(d, at, value);
-  update_begin_end_cache(d);
 }
 
 void GenericFilteredSequence::generic_push_back(const Deviant& d, const Object& value) {
   if (!passes(value)) MultiIndexImplForRefsHelper::raiseNullObject(getTypeName().c_str());
+  forget();
   fSource.get()->generic_push_back(d, value);
-  update_begin_end_cache(d);
 }
 
 void GenericFilteredSequence::generic_eraseAt(const Deviant& d, int index) {
+  revalidate();
   const int at = sourcePosition(index);
   if (at < 0) failIndex(index);
+  forget();
   fSource.get()->generic_eraseAt(d, at);
-  update_begin_end_cache(d);
 }
 
 int GenericFilteredSequence::generic_indexOf(const Object& value) const {
   if (!passes(value)) return -1;
-  const int at = fSource.get()->generic_indexOf(value);
+  revalidate();
+  Generic::SequenceIntf* source = fSource.get();
+  const int at = source->generic_indexOf(value);
   if (at < 0 || !fFilter) return at;
+  // Counted from the last position found if that lies before, else from the front.
   int view = 0;
-  for (int i = 0; i < at; ++i)
-    if (passes(fSource.get()->generic_at(i, fDeviant))) ++view;
+  int i = 0;
+  if (fCachedIndex >= 0 && fCachedSource <= at) {
+    view = fCachedIndex;
+    i = fCachedSource;
+  }
+  for (; i < at; ++i)
+    if (passes(source->generic_at(i, fDeviant))) ++view;
+  fCachedIndex = view;
+  fCachedSource = at;
   return view;
 }
 
@@ -569,6 +628,10 @@ bool GenericFilteredSequence::generic_accepts(const Object& value) const {
 
 std::string GenericFilteredSequence::getTypeName() const {
   return fSource.get()->getTypeName();
+}
+
+bool GenericFilteredSequence::generic_stamp(std::vector<std::uint64_t>& words) const {
+  return fSource.get()->generic_stamp(words);
 }
 
 }  // namespace filtered_sequence_internal
@@ -634,6 +697,18 @@ bool GenericPropertyToSequenceProxy::generic_accepts(const Object& value) const 
 int GenericPropertyToSequenceProxy::generic_indexOf(const Object& value) const {
   const Object v = current();
   return !v.isNull() && detail::sameElement(v.get(), value.get()) ? 0 : -1;
+}
+
+bool GenericPropertyToSequenceProxy::generic_stamp(std::vector<std::uint64_t>& words) const {
+  const Object v = current();
+  if (v.isNull()) {
+    words.insert(words.end(), {0, 0});
+    return true;
+  }
+  const NSInterface::ObjectIntf& element = *v.get();
+  words.push_back(reinterpret_cast<std::uintptr_t>(&element));
+  words.push_back(reinterpret_cast<std::uintptr_t>(&typeid(element)));
+  return true;
 }
 
 // ---------------------------------------------------------------- proxies

@@ -5,6 +5,7 @@
 #include <boost/multi_index/random_access_index.hpp>
 #include <boost/multi_index_container.hpp>
 
+#include <atomic>
 #include <functional>
 
 #include <Kelpa/Asserter.h>
@@ -19,14 +20,37 @@ namespace MultiIndexImplInternal {
 namespace bmi = boost::multi_index;
 using Key = NSInterface::ClassObjectIntf*;
 
+namespace {
+// Stamps come from one counter for all lists, so that a stamp is never given twice: a
+// list made, copied or written gets a new one, and two lists never share one, even when
+// the second takes the first one's address.
+std::atomic<std::uint64_t> gLastStamp{0};
+std::uint64_t newStamp() noexcept {
+  return gLastStamp.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+}  // namespace
+
 // Positions and insertion order first, then uniqueness and lookup by identity. Nodes
 // come from the small-object pools: a model holds millions of them.
 struct RefContainer
     : bmi::multi_index_container<
           Key, bmi::indexed_by<bmi::random_access<>, bmi::ordered_unique<bmi::identity<Key>>>,
           Tovi::detail::SmallObjectAllocator<Key>> {
+  using Base = bmi::multi_index_container<
+      Key, bmi::indexed_by<bmi::random_access<>, bmi::ordered_unique<bmi::identity<Key>>>,
+      Tovi::detail::SmallObjectAllocator<Key>>;
+  RefContainer() = default;
+  // A copy is another list: it gets a stamp of its own.
+  RefContainer(const RefContainer& other) : Base(other) {}
+  RefContainer& operator=(const RefContainer&) = delete;
+
+  // Every write of the elements or their order takes a new stamp.
+  void changed() noexcept { stamp = newStamp(); }
+
   static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
   static void operator delete(void* p, std::size_t n) noexcept { Tovi::detail::deallocateSmall(p, n); }
+
+  std::uint64_t stamp = newStamp();
 };
 
 namespace {
@@ -103,12 +127,15 @@ bool MultiIndexImplForRefs::insertKeyAt(int index, Key key) {
     const std::size_t before = c->size();
     byKey.insert(byKey.end(), key);
     if (c->size() == before) return false;
+    c->changed();
     key->incRef();
     return true;
   }
   auto result = c->insert(c->begin() + index, key);
-  if (result.second) key->incRef();
-  return result.second;
+  if (!result.second) return false;
+  c->changed();
+  key->incRef();
+  return true;
 }
 
 bool MultiIndexImplForRefs::appendKey(Key key) {
@@ -122,6 +149,7 @@ bool MultiIndexImplForRefs::eraseKey(const NSInterface::ClassObjectIntf* key) {
   if (it == byKey.end()) return false;
   Key k = *it;
   byKey.erase(it);
+  fContainer->changed();
   k->decRef();
   return true;
 }
@@ -163,6 +191,7 @@ void MultiIndexImplForRefs::generic_clear(const Deviant&) {
   // destruction must not find itself still in this container.
   RefContainer taken;
   taken.swap(*fContainer);
+  fContainer->changed();
   for (Key k : taken) k->decRef();
 }
 
@@ -178,7 +207,10 @@ Generic::IteratorIntf* MultiIndexImplForRefs::generic_insert(const Deviant&,
   Position pos = positionOf<Position>(before);
   RefContainer* c = container();
   auto result = c->insert(pos, key);
-  if (result.second) key->incRef();
+  if (result.second) {
+    c->changed();
+    key->incRef();
+  }
   return new Iterator(result.first);
 }
 
@@ -188,6 +220,7 @@ Generic::IteratorIntf* MultiIndexImplForRefs::generic_erase(const Deviant&,
   if (!fContainer || pos == fContainer->end()) return new Iterator(pos);
   Key k = *pos;
   Position next = fContainer->erase(pos);
+  fContainer->changed();
   k->decRef();
   return new Iterator(next);
 }
@@ -199,6 +232,7 @@ Generic::IteratorIntf* MultiIndexImplForRefs::generic_erase(const Deviant&,
   Position to = positionOf<Position>(last);
   std::vector<Key> released(from, to);
   Position next = fContainer->erase(from, to);
+  if (!released.empty()) fContainer->changed();
   for (Key k : released) k->decRef();
   return new Iterator(next);
 }
@@ -208,6 +242,7 @@ void MultiIndexImplForRefs::generic_eraseAt(const Deviant&, int index) {
   auto pos = fContainer->begin() + index;
   Key k = *pos;
   fContainer->erase(pos);
+  fContainer->changed();
   k->decRef();
 }
 
@@ -236,6 +271,7 @@ void MultiIndexImplForRefs::generic_replace(const Deviant&, int index, const Obj
   Key old = *pos;
   if (old == key) return;
   if (!fContainer->replace(pos, key)) return;  // already elsewhere in the sequence
+  fContainer->changed();
   key->incRef();
   old->decRef();
 }
@@ -294,6 +330,11 @@ void MultiIndexImplForRefs::specialized_assign(const Deviant&, const SequenceInt
 
 std::string MultiIndexImplForRefs::getTypeName() const {
   return fTraits->typeName;
+}
+
+bool MultiIndexImplForRefs::generic_stamp(std::vector<std::uint64_t>& words) const {
+  words.push_back(size() == 0 ? 0 : fContainer->stamp);
+  return true;
 }
 
 }  // namespace MultiIndexImplInternal

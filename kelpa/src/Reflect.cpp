@@ -2,6 +2,7 @@
 // written through the record of the class that declares it.
 #include <Kelpa/Asserter.h>
 #include <Kelpa/Meta.h>
+#include <Kelpa/MultiIndexImpl.h>
 
 #include "KernelCast.h"
 
@@ -91,6 +92,14 @@ void setOrAddIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, const
   if (p.isMultiValued()) {
     Sequence<Object> s = only ? m.getOnlyMultiValued(object, d, p.getIndex())
                               : m.getMultiValued(object, d, p.getIndex());
+    // The Only form writes the stored list alone, which takes any element of its type. An
+    // element destroyed in d is refused there as the two-way write refuses it: as a null
+    // one, before any change. One the list holds already is left as it is.
+    if (only) {
+      const auto* element = detail::castTo<const ClassObjectIntf>(value.get());
+      if (element && !element->deviant_isValid(d) && !s.contains(value))
+        MultiIndexImplForRefsHelper::raiseNullObject(s.get()->getTypeName().c_str());
+    }
     s.push_back(value);
     return;
   }

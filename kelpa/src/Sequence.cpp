@@ -52,6 +52,10 @@ void SequenceIntf::specialized_assign(const Deviant&, const SequenceIntf*, const
   handled = false;
 }
 
+bool SequenceIntf::generic_stamp(std::vector<std::uint64_t>&) const {
+  return false;
+}
+
 bool SequenceIntf::generic_equal(const Deviant& d, const SequenceIntf* other,
                                  const Deviant& otherDeviant) const {
   bool handled = true;

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 #include <random>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -154,6 +156,99 @@ TEST_F(KelpaSequence, CopyAfterErasuresKeepsOrderAndCountsItsOwn) {
   assigned = stored;
   EXPECT_EQ(differences(assigned.sequence(), root, expected), "");
   EXPECT_EQ(expected[0]->numRef(), count + 1);  // the first copy let go of it
+}
+
+// What a stored list gives as its stamp: 0 while empty, a value never given before after
+// each write of its elements or their order, the same one across reads and writes that
+// change nothing. A copy is another list and gets a stamp of its own.
+TEST_F(KelpaSequence, AStoredListTakesAFreshStampOnEveryWrite) {
+  Kelpa::MultiIndexImpl<Note> stored;
+  Kelpa::Generic::SequenceIntf* seq = stored.sequence();
+  std::vector<Note> notes;
+  for (int i = 0; i < 6; ++i) notes.push_back(Note::create(model));
+  const auto stampOf = [](const Kelpa::Generic::SequenceIntf* s) {
+    std::vector<std::uint64_t> words;
+    EXPECT_TRUE(s->generic_stamp(words));
+    EXPECT_EQ(words.size(), 1u);
+    return words.empty() ? 0 : words[0];
+  };
+  EXPECT_EQ(stampOf(seq), 0u);
+  std::set<std::uint64_t> seen{0};
+  const auto changes = [&](const char* what, const std::function<void()>& write) {
+    write();
+    EXPECT_TRUE(seen.insert(stampOf(seq)).second) << what;
+  };
+  const auto keeps = [&](const char* what, const std::function<void()>& call) {
+    const std::uint64_t before = stampOf(seq);
+    call();
+    EXPECT_EQ(stampOf(seq), before) << what;
+  };
+  // An iterator call on seq, its result released.
+  const auto atBegin = [&](auto&& call) {
+    Kelpa::Generic::IteratorIntf* it = seq->generic_begin(root);
+    it->incRef();
+    Kelpa::Generic::IteratorIntf* result = call(it);
+    result->incRef();
+    result->decRef();
+    it->decRef();
+  };
+
+  changes("push_back", [&] { seq->generic_push_back(root, notes[0]); });
+  changes("insert at", [&] { seq->generic_insert(root, 0, notes[1]); });
+  changes("push_front", [&] { seq->generic_push_front(root, notes[2]); });
+  changes("insert before an iterator",
+          [&] { atBegin([&](auto* it) { return seq->generic_insert(root, it, notes[3]); }); });
+  changes("insert at the end", [&] { seq->generic_insert(root, 4, notes[4]); });
+  keeps("duplicates", [&] {
+    seq->generic_push_back(root, notes[0]);
+    seq->generic_insert(root, 0, notes[4]);
+    seq->generic_replace(root, 0, notes[0]);  // already elsewhere
+    seq->generic_replace(root, 1, notes[2]);  // the same
+  });
+  keeps("reads", [&] {
+    (void)seq->generic_at(1, root);
+    (void)seq->generic_indexOf(notes[0]);
+    (void)seq->generic_contains(notes[5]);
+    EXPECT_FALSE(seq->generic_remove(root, notes[5]));
+  });
+  changes("replace", [&] { seq->generic_replace(root, 0, notes[5]); });
+  changes("erase at", [&] { seq->generic_eraseAt(root, 1); });
+  changes("remove", [&] { EXPECT_TRUE(seq->generic_remove(root, notes[0])); });
+  changes("erase at an iterator",
+          [&] { atBegin([&](auto* it) { return seq->generic_erase(root, it); }); });
+  changes("pop_back", [&] { seq->generic_pop_back(root); });
+  ASSERT_EQ(seq->generic_size(), 1);
+  changes("push_back again", [&] { seq->generic_push_back(root, notes[0]); });
+  const std::uint64_t filled = stampOf(seq);
+
+  Kelpa::MultiIndexImpl<Note> copy(stored);
+  EXPECT_TRUE(seen.insert(stampOf(copy.sequence())).second);
+  EXPECT_EQ(stampOf(seq), filled);
+  Kelpa::MultiIndexImpl<Note> assigned;
+  assigned = stored;
+  EXPECT_TRUE(seen.insert(stampOf(assigned.sequence())).second);
+
+  changes("erase a range", [&] {  // the first of the two
+    Kelpa::Generic::IteratorIntf* first = seq->generic_begin(root);
+    Kelpa::Generic::IteratorIntf* last = seq->generic_begin(root);
+    first->incRef();
+    last->incRef();
+    last->generic_next();
+    Kelpa::Generic::IteratorIntf* next = seq->generic_erase(root, first, last);
+    next->incRef();
+    next->decRef();
+    first->decRef();
+    last->decRef();
+  });
+  ASSERT_EQ(seq->generic_size(), 1);
+  seq->generic_pop_front(root);
+  EXPECT_EQ(stampOf(seq), 0u);
+  changes("push_back after emptying", [&] { seq->generic_push_back(root, notes[1]); });
+  changes("clear and refill", [&] {
+    seq->generic_clear(root);
+    EXPECT_EQ(stampOf(seq), 0u);
+    seq->generic_push_back(root, notes[1]);
+  });
 }
 
 // Random edits of the root objects against a vector: the remembered position must stay

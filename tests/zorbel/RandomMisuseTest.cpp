@@ -269,7 +269,7 @@ class World {
         const ClassObject x = todo.back();
         todo.pop_back();
         if (!seen.insert(identity(x)).second) continue;
-        // The Only forms put what they are given into a list, a dead element too.
+        // A stored list written alone takes what it is given, a dead element too.
         if (!x->deviant_isValid(x.getDeviant()))
           out += nameOf(x) + ": not alive\n";
         else
@@ -1142,7 +1142,9 @@ TEST(RandomMisuse, TheDumpSeesEveryKindOfChange) {
           [&] { Kelpa::setOrAdd(world.byName("Class#B"), "ownedComment", Comment::create(world.model)); });
   changes("an element destroyed", [&] { world.byName("Operation#run")->destroy(d); });
   changes("a dead element taken into a list", [&] {
-    Kelpa::setOrAddOnly(world.byName("Comment#loose"), "ownedComment", world.byName("Comment#destroyed"));
+    Comment(world.byName("Comment#loose"))
+        ->getOwnedCommentsWithoutAssociation(d)
+        .push_back(Comment(world.byName("Comment#destroyed")));
   });
 }
 

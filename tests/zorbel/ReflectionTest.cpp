@@ -254,4 +254,48 @@ TEST_F(Reflection, ByNameFailuresNameClassAndPropertyAndChangeNothing) {
   }
 }
 
+// The Only form writes one end, but it takes no element that is destroyed where it
+// writes: that one is refused as the two-way write refuses it, as a null one, before any
+// change, whichever entry point the write comes through.
+TEST_F(Reflection, TheOnlyFormRefusesADestroyedElementAsTheTwoWayWriteDoes) {
+  const zorbel::Class cls = zorbel::Class::create(model);
+  const zorbel::Comment kept = zorbel::Comment::create(model);
+  const zorbel::Comment gone = zorbel::Comment::create(model);
+  cls->getOwnedComments(root).push_back(kept);
+  gone->destroy(root);
+  const Kelpa::ImmutableProperty comments(cls->getMetaClass()->findProperty("ownedComment"), root);
+  const std::string refused =
+      "Assertion failed: null object while inserting into zorbel.SequenceOfComment at "
+      "kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:";
+  EXPECT_EQ(failureAt([&] { cls->getOwnedComments(root).push_back(gone); }), refused);
+  EXPECT_EQ(failureAt([&] { Kelpa::setOrAdd(cls, comments, gone); }), refused);
+  EXPECT_EQ(failureAt([&] { Kelpa::setOrAddOnly(cls, "ownedComment", gone); }), refused);
+  EXPECT_EQ(failureAt([&] { Kelpa::setOrAddOnly(cls, comments, gone); }), refused);
+  EXPECT_EQ(failureAt([&] { cls->setOrAddOnly(root, Kelpa::String("ownedComment"), gone); }),
+            refused);
+  EXPECT_EQ(failureAt([&] { cls->setOrAddOnly(root, comments, gone); }), refused);
+  const Kelpa::Sequence<zorbel::Comment> held = cls->getOwnedCommentsWithoutAssociation(root);
+  ASSERT_EQ(held.size(), 1);
+  EXPECT_EQ(held[0].get(), kept.get());
+
+  // One destroyed in a deviation only is refused there and taken in the root.
+  const zorbel::Comment later = zorbel::Comment::create(model);
+  const Deviant d = model->createDeviant();
+  later->destroy(d);
+  EXPECT_EQ(failureAt([&] { cls->setOrAddOnly(d, comments, later); }), refused);
+  EXPECT_EQ(cls->getOwnedCommentsWithoutAssociation(d).size(), 1);
+  cls->setOrAddOnly(root, comments, later);
+  EXPECT_TRUE(cls->getOwnedCommentsWithoutAssociation(root).contains(later));
+  EXPECT_FALSE(later->hasOwner(root));  // this end only
+
+  // A one-way list keeps what was destroyed after it was taken: writing it again is no
+  // insertion, and changes nothing.
+  const zorbel::Comment note = zorbel::Comment::create(model);
+  const zorbel::Class annotated = zorbel::Class::create(model);
+  note->getAnnotatedElements(root).push_back(annotated);
+  annotated->destroy(root);
+  EXPECT_NO_THROW(Kelpa::setOrAddOnly(note, "annotatedElement", annotated));
+  EXPECT_EQ(note->getAnnotatedElements(root).size(), 1);
+}
+
 }  // namespace

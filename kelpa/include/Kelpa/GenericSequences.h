@@ -100,6 +100,8 @@ class GenericDeviantSequence final : public Generic::IndexedView {
   void specialized_assign(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant,
                           bool& handled) override;
   std::string getTypeName() const override;
+  // The stamp of the stored list a read uses now: another state's list has another.
+  bool generic_stamp(std::vector<std::uint64_t>& words) const override;
 
   // The stored sequence of the state that a read (or a write) in the view's deviant uses.
   SequenceIntf* reading() const;
@@ -144,6 +146,7 @@ class GenericAssociationSequence final : public Generic::IndexedView {
   int generic_indexOf(const Object& value) const override;
   bool generic_accepts(const Object& value) const override;
   std::string getTypeName() const override;
+  bool generic_stamp(std::vector<std::uint64_t>& words) const override;
 
  private:
   void linkOpposite(const Object& element);
@@ -185,6 +188,8 @@ class GenericCombinedSequence final : public Generic::IndexedView {
   int generic_indexOf(const Object& value) const override;
   bool generic_accepts(const Object& value) const override;
   std::string getTypeName() const override { return fTypeName; }
+  // The parts' stamps one after another; false if a part cannot tell.
+  bool generic_stamp(std::vector<std::uint64_t>& words) const override;
 
  private:
   // The part that holds position index, and the position within it.
@@ -199,6 +204,12 @@ class GenericCombinedSequence final : public Generic::IndexedView {
 namespace filtered_sequence_internal {
 
 // The elements of a sequence that pass a type test, in the sequence's order.
+//
+// A walk by position would count the source from its front on every step. The view
+// keeps what it last found instead (the last position asked and where it stands in the
+// source, the sizes), and keeps it only while the source's stamp is the one it was found
+// under: a change of the source, through this view or any other path, a write in the
+// state the view's deviant reads or a single-valued part set, gives another stamp.
 class GenericFilteredSequence final : public Generic::IndexedView {
  public:
   using Filter = bool (*)(const NSInterface::ObjectIntf*);
@@ -216,20 +227,32 @@ class GenericFilteredSequence final : public Generic::IndexedView {
   int generic_indexOf(const Object& value) const override;
   bool generic_accepts(const Object& value) const override;
   std::string getTypeName() const override;
-  void update_begin_end_cache(Deviant d) const;
+  // What the view shows follows from what its source holds: the source's stamp.
+  bool generic_stamp(std::vector<std::uint64_t>& words) const override;
 
  private:
   bool passes(const Object& o) const { return !fFilter || (o.get() && fFilter(o.get())); }
-  // The source position of the view's position index, or -1.
+  // Drops what was found unless the source still gives the stamp it was found under.
+  void revalidate() const;
+  void forget() const;
+  int sourceSize() const;
+  // The source position of the view's position index, or -1. After revalidate.
   int sourcePosition(int index) const;
 
   Sequence<Object> fSource;
   Deviant fDeviant;
   Filter fFilter;
-  // A walk in order: the last view position asked and its source position.
+  // The source's stamp that what follows was found under (none if it cannot tell), and
+  // room for the next one.
+  mutable std::vector<std::uint64_t> fStamp;
+  mutable std::vector<std::uint64_t> fNextStamp;
+  mutable bool fStamped = false;
+  // Sizes of the source and of the view, or -1 while not counted.
+  mutable int fSourceSize = -1;
+  mutable int fSize = -1;
+  // The last view position found and its source position, or -1.
   mutable int fCachedIndex = -1;
   mutable int fCachedSource = -1;
-  mutable const void* fCachedElement = nullptr;
 };
 
 }  // namespace filtered_sequence_internal
@@ -258,6 +281,9 @@ class GenericPropertyToSequenceProxy final : public Generic::IndexedView {
   int generic_indexOf(const Object& value) const override;
   bool generic_accepts(const Object& value) const override;
   std::string getTypeName() const override { return "Kelpa.PropertySequence"; }
+  // The element held (whose count the state keeps) and its class: an element made later
+  // at the same address is told apart by its class, which is all a filter asks.
+  bool generic_stamp(std::vector<std::uint64_t>& words) const override;
 
  private:
   Object current() const;
@@ -301,6 +327,9 @@ class GenericReferenceCountingSequenceProxy final : public Generic::IndexedView 
     return fTarget->generic_accepts(value);
   }
   std::string getTypeName() const override { return fTarget->getTypeName(); }
+  bool generic_stamp(std::vector<std::uint64_t>& words) const override {
+    return fTarget->generic_stamp(words);
+  }
 
  private:
   Generic::SequenceIntf* fTarget;

@@ -59,6 +59,8 @@ class MultiIndexImplForRefs : public Generic::SequenceIntf {
   void specialized_assign(const Deviant& d, const SequenceIntf* other, const Deviant& otherDeviant,
                           bool& handled) override;
   std::string getTypeName() const override;
+  // One word: 0 while empty, else the stamp of the list's last write.
+  bool generic_stamp(std::vector<std::uint64_t>& words) const override;
 
   // Direct forms for the library's own code, on keys.
   int size() const noexcept;

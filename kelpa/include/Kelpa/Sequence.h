@@ -6,8 +6,10 @@
 // Deviant that goes into every element handle it gives out. Sequences are views,
 // never copies: a handle on a property sees later changes of that property.
 #include <concepts>
+#include <cstdint>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include <Kelpa/Handles.h>
 #include <Kelpa/Values.h>
@@ -69,6 +71,12 @@ class SequenceIntf : public ReferenceCountingIntf {
                                   const Deviant& otherDeviant, bool& handled);
   // The registered name of the sequence type, e.g. "zorbel.SequenceOfComment".
   virtual std::string getTypeName() const = 0;
+  // Appends words that tell what the sequence holds now: two stamps of one sequence that
+  // are equal mean the same elements (addresses and classes) in the same order. A stored
+  // list gives a word that changes on each of its writes, a view the words of what it
+  // reads. Cheap: no element is visited. False if the sequence cannot tell; a caller
+  // that keeps anything about it must then look again on every use.
+  virtual bool generic_stamp(std::vector<std::uint64_t>& words) const;
 
   bool generic_equal(const Deviant& d, const SequenceIntf* other,
                      const Deviant& otherDeviant) const;
@@ -102,6 +110,7 @@ class GenericNullSequence final : public SequenceIntf {
   bool generic_contains(const Object&) const override { return false; }
   int generic_indexOf(const Object&) const override { return -1; }
   std::string getTypeName() const override { return "Kelpa.NullSequence"; }
+  bool generic_stamp(std::vector<std::uint64_t>&) const override { return true; }
 
  private:
   GenericNullSequence() = default;
