@@ -6,6 +6,8 @@
 #include <Kelpa/MultiIndexImpl.h>
 #include <Tovi/SmallObjects.h>
 
+#include <typeinfo>
+
 namespace Kelpa {
 
 namespace {
@@ -38,6 +40,13 @@ class PositionIterator final : public Generic::IteratorIntf {
   Generic::SequenceIntf* fView;
   int fPosition;
 };
+
+// The stored sequence as the kernel's sequence of references, if it is one.
+MultiIndexImplInternal::MultiIndexImplForRefs* refSequenceOf(Generic::SequenceIntf* s) {
+  return typeid(*s) == typeid(MultiIndexImplInternal::MultiIndexImplForRefs)
+             ? static_cast<MultiIndexImplInternal::MultiIndexImplForRefs*>(s)
+             : nullptr;
+}
 
 int positionIn(const Generic::SequenceIntf* view, Generic::IteratorIntf* it) {
   const auto* p = dynamic_cast<const PositionIterator*>(it);
@@ -232,13 +241,16 @@ std::string GenericDeviantSequence::getTypeName() const {
 
 // ---------------------------------------------------------------- GenericAssociationSequence
 
-GenericAssociationSequence::GenericAssociationSequence(const Object& thisObject,
+GenericAssociationSequence::GenericAssociationSequence(NSInterface::ClassObjectIntf* owner, Deviant d,
                                                        const Sequence<Object>& view,
                                                        const IntrospectiveMethods* oppositeRecord,
                                                        unsigned int oppositeIndex,
-                                                       bool oppositeIsSingle, bool composite)
-    : fThis(thisObject),
+                                                       bool oppositeIsSingle, bool composite,
+                                                       GenericDeviantSequence* stored)
+    : fThis(owner, d),
+      fOwner(owner),
       fView(view),
+      fStored(stored),
       fOpposite{oppositeRecord, oppositeIndex, oppositeIsSingle},
       fComposite(composite) {
   if (fView.isNull()) detail::raiseNullSequence();
@@ -266,13 +278,12 @@ std::string GenericAssociationSequence::getTypeName() const {
   return fView.get()->getTypeName();
 }
 
-void GenericAssociationSequence::linkOpposite(const Object& element) {
-  auto* partner = detail::castTo<NSInterface::ClassObjectIntf>(element.get());
+void GenericAssociationSequence::linkOpposite(NSInterface::ClassObjectIntf* partner) {
   const Deviant d = fThis.getDeviant();
   if (fComposite && !fOpposite.isSingle) {
     // A composite whose opposite is a union of the container (featuringClassifier): the
     // container is the end to set.
-    detail::storeContainer(partner, d, detail::castTo<NSInterface::ClassObjectIntf>(fThis.get()));
+    detail::storeContainer(partner, d, fOwner);
     return;
   }
   if (fOpposite.isSingle)
@@ -286,7 +297,7 @@ void GenericAssociationSequence::unlinkOpposite(const Object& element) {
   if (!partner || !partner->deviant_isValid(fThis.getDeviant())) return;
   const Deviant d = fThis.getDeviant();
   if (fComposite && !fOpposite.isSingle) {
-    if (partner->getContainerKelpa(d).get() == detail::castTo<NSInterface::ClassObjectIntf>(fThis.get()))
+    if (partner->getContainerKelpa(d).get() == fOwner)
       detail::storeContainer(partner, d, nullptr);
     return;
   }
@@ -303,36 +314,47 @@ void GenericAssociationSequence::unlinkOpposite(const Object& element) {
 }
 
 void GenericAssociationSequence::generic_insert(const Deviant& d, int index, const Object& value) {
-  Generic::SequenceIntf* view = fView.get();
-  const int n = view->generic_size();
-  if (index < 0 || index > n) failIndex(index);
-  if (view->generic_contains(value)) return;
-  auto* element = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
+  // Every check reads the stored sequence found once here; nothing is written (and no
+  // state of a deviation is made) before all of them have passed.
+  Generic::SequenceIntf* stored = reading();
+  if (index < 0 || index > stored->generic_size()) failIndex(index);
+  auto* refs = refSequenceOf(stored);
+  // The element as the stored sequence's key, or null if it is none of its type.
+  NSInterface::ClassObjectIntf* key = refs ? refs->tryKeyOf(value.get()) : nullptr;
+  if (refs ? key && refs->containsKey(key) : stored->generic_contains(value)) return;
+  auto* element = key ? key : detail::castTo<NSInterface::ClassObjectIntf>(value.get());
   // An element destroyed in d is no partner: refused as a null one, before any change.
   if (element && !element->deviant_isValid(d))
-    MultiIndexImplForRefsHelper::raiseNullObject(getTypeName().c_str());
+    MultiIndexImplForRefsHelper::raiseNullObject(stored->getTypeName().c_str());
   if (element)
     detail::refuseCrossModel(fThis.getDeviant(), value.getDeviant(),
                              "kelpa/kernel/containers/sequence/GenericAssociationSequence", __LINE__);
-  // An element of the wrong type is refused by the stored sequence before any change.
-  if (!element || !view->generic_accepts(value)) {
-    view->generic_insert(d, index, value);
+  // An element of the wrong type is refused as the stored sequence refuses it, before
+  // any change.
+  if (refs && !key) MultiIndexImplForRefsHelper::raiseNullObject(stored->getTypeName().c_str());
+  if (!refs && (!element || !stored->generic_accepts(value))) {
+    fView.get()->generic_insert(d, index, value);
     return;
   }
   if (fComposite) {
     // Out of its old place first, wherever that is: then the element is in one place.
+    // That may have been this very owner, so the sequence to write is found after.
     detail::detachFromContainer(element, fThis.getDeviant());
-    index = std::min(index, view->generic_size());
   }
-  view->generic_insert(d, index, value);
-  linkOpposite(value);
+  Generic::SequenceIntf* target = writing();
+  if (fComposite) index = std::min(index, target->generic_size());
+  if (auto* targetRefs = key ? refSequenceOf(target) : nullptr)
+    targetRefs->insertKey(index, key);
+  else
+    target->generic_insert(d, index, value);
+  linkOpposite(element);
 }
 
 void GenericAssociationSequence::generic_eraseAt(const Deviant& d, int index) {
-  Generic::SequenceIntf* view = fView.get();
-  checkIndex(index, view->generic_size());
-  const Object element = view->generic_at(index, d);
-  view->generic_eraseAt(d, index);
+  Generic::SequenceIntf* stored = reading();
+  checkIndex(index, stored->generic_size());
+  const Object element = stored->generic_at(index, d);
+  writing()->generic_eraseAt(d, index);
   unlinkOpposite(element);
 }
 
@@ -356,9 +378,10 @@ Generic::SequenceIntf* newAssociationSequence(NSInterface::ClassObjectIntf* owne
                                               const IntrospectiveMethods& oppositeRecord,
                                               unsigned int oppositeIndex, bool oppositeIsMulti,
                                               bool composite) {
-  Sequence<Object> view(new GenericDeviantSequence(owner, d, &record, index), d);
-  return new GenericAssociationSequence(Object(owner, d), view, &oppositeRecord, oppositeIndex,
-                                        !oppositeIsMulti, composite);
+  auto* stored = new GenericDeviantSequence(owner, d, &record, index);
+  Sequence<Object> view(stored, d);
+  return new GenericAssociationSequence(owner, d, view, &oppositeRecord, oppositeIndex,
+                                        !oppositeIsMulti, composite, stored);
 }
 
 // ---------------------------------------------------------------- GenericCombinedSequence

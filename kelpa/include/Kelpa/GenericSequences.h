@@ -128,9 +128,13 @@ struct OppositeEnd {
 // with its Only forms, so that its own maintenance does not run again.
 class GenericAssociationSequence final : public Generic::IndexedView {
  public:
-  GenericAssociationSequence(const Object& thisObject, const Sequence<Object>& view,
+  // view shows owner's end; stored, if given, is view itself as the stored property it is,
+  // so that a change resolves the owner's state once for its checks and once to write.
+  GenericAssociationSequence(NSInterface::ClassObjectIntf* owner, Deviant d,
+                             const Sequence<Object>& view,
                              const IntrospectiveMethods* oppositeRecord, unsigned int oppositeIndex,
-                             bool oppositeIsSingle, bool composite = false);
+                             bool oppositeIsSingle, bool composite = false,
+                             GenericDeviantSequence* stored = nullptr);
 
   Object generic_at(int index, const Deviant& d) const override;
   void generic_clear(const Deviant& d) override;
@@ -146,11 +150,16 @@ class GenericAssociationSequence final : public Generic::IndexedView {
   std::string getTypeName() const override;
 
  private:
-  void linkOpposite(const Object& element);
+  void linkOpposite(NSInterface::ClassObjectIntf* partner);
   void unlinkOpposite(const Object& element);
+  // The stored sequence that a read (or a write) of the view goes to.
+  Generic::SequenceIntf* reading() const { return fStored ? fStored->reading() : fView.get(); }
+  Generic::SequenceIntf* writing() const { return fStored ? fStored->writing() : fView.get(); }
 
   Object fThis;
+  NSInterface::ClassObjectIntf* fOwner;
   Sequence<Object> fView;
+  GenericDeviantSequence* fStored;
   OppositeEnd fOpposite;
   bool fComposite;
 };

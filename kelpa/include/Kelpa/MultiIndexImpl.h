@@ -22,7 +22,7 @@ struct RefTraits {
   NSInterface::ClassObjectIntf* (*tryCast)(const NSInterface::ObjectIntf*);
 };
 
-class MultiIndexImplForRefs : public Generic::SequenceIntf {
+class MultiIndexImplForRefs final : public Generic::SequenceIntf {
  public:
   explicit MultiIndexImplForRefs(const RefTraits* traits) noexcept : fTraits(traits) {}
   // Copies hold their own count on every element.
@@ -65,11 +65,17 @@ class MultiIndexImplForRefs : public Generic::SequenceIntf {
   NSInterface::ClassObjectIntf* keyAt(int index) const;
   // Appends object (already a key); returns false if it was present.
   bool appendKey(NSInterface::ClassObjectIntf* key);
+  // Inserts key before position index (0 to size); returns false if it was present.
+  bool insertKey(int index, NSInterface::ClassObjectIntf* key);
   bool eraseKey(const NSInterface::ClassObjectIntf* key);
   bool containsKey(const NSInterface::ClassObjectIntf* key) const;
   // Turns an object handed in into its key; raises for an object of the wrong class.
   NSInterface::ClassObjectIntf* keyOf(const NSInterface::ObjectIntf* object) const {
     return fTraits->cast(object);
+  }
+  // The same without raising: null for an object of the wrong class (or none).
+  NSInterface::ClassObjectIntf* tryKeyOf(const NSInterface::ObjectIntf* object) const {
+    return object ? fTraits->tryCast(object) : nullptr;
   }
 
  private:
