@@ -314,10 +314,23 @@ void GenericAssociationSequence::unlinkOpposite(const Object& element) {
 }
 
 void GenericAssociationSequence::generic_insert(const Deviant& d, int index, const Object& value) {
+  insertAt(d, index, false, value);
+}
+
+void GenericAssociationSequence::generic_push_back(const Deviant& d, const Object& value) {
+  insertAt(d, 0, true, value);
+}
+
+void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEnd,
+                                          const Object& value) {
   // Every check reads the stored sequence found once here; nothing is written (and no
   // state of a deviation is made) before all of them have passed.
   Generic::SequenceIntf* stored = reading();
-  if (index < 0 || index > stored->generic_size()) failIndex(index);
+  const int n = stored->generic_size();
+  if (atEnd)
+    index = n;
+  else if (index < 0 || index > n)
+    failIndex(index);
   auto* refs = refSequenceOf(stored);
   // The element as the stored sequence's key, or null if it is none of its type.
   NSInterface::ClassObjectIntf* key = refs ? refs->tryKeyOf(value.get()) : nullptr;

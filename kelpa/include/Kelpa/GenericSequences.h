@@ -142,6 +142,7 @@ class GenericAssociationSequence final : public Generic::IndexedView {
   bool generic_empty() const override;
   void generic_insert(const Deviant& d, int index, const Object& value) override;
   using IndexedView::generic_insert;
+  void generic_push_back(const Deviant& d, const Object& value) override;
   void generic_eraseAt(const Deviant& d, int index) override;
   void generic_replace(const Deviant& d, int index, const Object& value) override;
   bool generic_contains(const Object& value) const override;
@@ -150,6 +151,8 @@ class GenericAssociationSequence final : public Generic::IndexedView {
   std::string getTypeName() const override;
 
  private:
+  // Inserts value before position index, or after the last element if atEnd.
+  void insertAt(const Deviant& d, int index, bool atEnd, const Object& value);
   void linkOpposite(NSInterface::ClassObjectIntf* partner);
   void unlinkOpposite(const Object& element);
   // The stored sequence that a read (or a write) of the view goes to.
