@@ -175,16 +175,28 @@ GenericDeviantSequence::~GenericDeviantSequence() {
 }
 
 Generic::SequenceIntf* GenericDeviantSequence::reading() const {
+  Read read = readingWithState();
+  return read.sequence;
+}
+
+GenericDeviantSequence::Read GenericDeviantSequence::readingWithState() const {
   NSInterface::ClassObjectIntf* state =
       fOwner->getReadDeviantI(fDeviant, static_cast<const NSInterface::ClassObjectIntf*>(fOwner));
   if (!Deviant::isRealState(state)) detail::raiseNoState(state);
-  return storedSequence(fRecord, state, fDeviant, fIndex);
+  return {state, storedSequence(fRecord, state, fDeviant, fIndex)};
 }
 
 Generic::SequenceIntf* GenericDeviantSequence::writing() const {
+  return writingAfter({nullptr, nullptr});
+}
+
+Generic::SequenceIntf* GenericDeviantSequence::writingAfter(const Read& read) const {
   NSInterface::ClassObjectIntf* state =
       fOwner->getWriteDeviantI(fDeviant, static_cast<const NSInterface::ClassObjectIntf*>(fOwner));
   if (!Deviant::isRealState(state)) detail::raiseNoState(state);
+  // The state read is the one to write (the root's, or a deviation's own): its stored
+  // sequence is the one already found.
+  if (state == read.state) return read.sequence;
   return storedSequence(fRecord, state, fDeviant, fIndex);
 }
 
@@ -192,8 +204,9 @@ Object GenericDeviantSequence::generic_at(int index, const Deviant& d) const {
   return reading()->generic_at(index, d);
 }
 void GenericDeviantSequence::generic_clear(const Deviant& d) {
-  if (reading()->generic_empty()) return;  // nothing to write
-  writing()->generic_clear(d);
+  const Read read = readingWithState();
+  if (read.sequence->generic_empty()) return;  // nothing to write
+  writingAfter(read)->generic_clear(d);
 }
 int GenericDeviantSequence::generic_size() const {
   return reading()->generic_size();
@@ -205,8 +218,9 @@ void GenericDeviantSequence::generic_insert(const Deviant& d, int index, const O
   writing()->generic_insert(d, index, value);
 }
 void GenericDeviantSequence::generic_eraseAt(const Deviant& d, int index) {
-  checkIndex(index, reading()->generic_size());
-  writing()->generic_eraseAt(d, index);
+  const Read read = readingWithState();
+  checkIndex(index, read.sequence->generic_size());
+  writingAfter(read)->generic_eraseAt(d, index);
 }
 void GenericDeviantSequence::generic_push_back(const Deviant& d, const Object& value) {
   writing()->generic_push_back(d, value);
@@ -325,7 +339,9 @@ void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEn
                                           const Object& value) {
   // Every check reads the stored sequence found once here; nothing is written (and no
   // state of a deviation is made) before all of them have passed.
-  Generic::SequenceIntf* stored = reading();
+  const GenericDeviantSequence::Read read =
+      fStored ? fStored->readingWithState() : GenericDeviantSequence::Read{nullptr, fView.get()};
+  Generic::SequenceIntf* stored = read.sequence;
   const int n = stored->generic_size();
   if (atEnd)
     index = n;
@@ -354,7 +370,7 @@ void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEn
     // That may have been this very owner, so the sequence to write is found after.
     detail::detachFromContainer(element, fThis.getDeviant());
   }
-  Generic::SequenceIntf* target = writing();
+  Generic::SequenceIntf* target = fStored ? fStored->writingAfter(read) : stored;
   if (fComposite) index = std::min(index, target->generic_size());
   if (auto* targetRefs = key ? refSequenceOf(target) : nullptr)
     targetRefs->insertKey(index, key);
@@ -364,10 +380,18 @@ void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEn
 }
 
 void GenericAssociationSequence::generic_eraseAt(const Deviant& d, int index) {
-  Generic::SequenceIntf* stored = reading();
-  checkIndex(index, stored->generic_size());
-  const Object element = stored->generic_at(index, d);
-  writing()->generic_eraseAt(d, index);
+  if (!fStored) {
+    Generic::SequenceIntf* view = fView.get();
+    checkIndex(index, view->generic_size());
+    const Object element = view->generic_at(index, d);
+    view->generic_eraseAt(d, index);
+    unlinkOpposite(element);
+    return;
+  }
+  const GenericDeviantSequence::Read read = fStored->readingWithState();
+  checkIndex(index, read.sequence->generic_size());
+  const Object element = read.sequence->generic_at(index, d);
+  fStored->writingAfter(read)->generic_eraseAt(d, index);
   unlinkOpposite(element);
 }
 

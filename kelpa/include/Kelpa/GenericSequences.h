@@ -104,6 +104,16 @@ class GenericDeviantSequence final : public Generic::IndexedView {
   // The stored sequence of the state that a read (or a write) in the view's deviant uses.
   SequenceIntf* reading() const;
   SequenceIntf* writing() const;
+  // A read: the state found and its stored sequence.
+  struct Read {
+    const NSInterface::ClassObjectIntf* state;
+    SequenceIntf* sequence;
+  };
+  Read readingWithState() const;
+  // writing() after read, found in the same call with nothing in between that could
+  // have replaced the owner's state: a write that lands in the state read takes its
+  // sequence without looking it up again.
+  SequenceIntf* writingAfter(const Read& read) const;
   NSInterface::ClassObjectIntf* owner() const noexcept { return fOwner; }
   Deviant deviant() const noexcept { return fDeviant; }
 
@@ -155,9 +165,6 @@ class GenericAssociationSequence final : public Generic::IndexedView {
   void insertAt(const Deviant& d, int index, bool atEnd, const Object& value);
   void linkOpposite(NSInterface::ClassObjectIntf* partner);
   void unlinkOpposite(const Object& element);
-  // The stored sequence that a read (or a write) of the view goes to.
-  Generic::SequenceIntf* reading() const { return fStored ? fStored->reading() : fView.get(); }
-  Generic::SequenceIntf* writing() const { return fStored ? fStored->writing() : fView.get(); }
 
   Object fThis;
   NSInterface::ClassObjectIntf* fOwner;
