@@ -6,6 +6,8 @@
 // MultiIndexImpl<T> differs only by the function that turns an inserted object into
 // its key (and refuses objects that are not T). The Boost container behind it is
 // allocated on first need and lives in the kernel's sources, not in this header.
+#include <type_traits>
+
 #include <Kelpa/Sequence.h>
 
 namespace Kelpa {
@@ -98,7 +100,11 @@ NSInterface::ClassObjectIntf* tryCast(const NSInterface::ObjectIntf* object) {
   ReferenceCountingIntf* asT =
       object ? object->cast(CooperativeVisitor::internal::classInfoOf<typename T::Intf>())
              : nullptr;
-  return asT ? detail::castTo<NSInterface::ClassObjectIntf>(asT) : nullptr;
+  // An object seen as ClassObjectIntf is its key already.
+  if constexpr (std::is_same_v<typename T::Intf, NSInterface::ClassObjectIntf>)
+    return reinterpret_cast<NSInterface::ClassObjectIntf*>(asT);
+  else
+    return asT ? detail::castTo<NSInterface::ClassObjectIntf>(asT) : nullptr;
 }
 
 template <class T>
