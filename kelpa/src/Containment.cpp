@@ -8,6 +8,8 @@
 #include <Kelpa/Exception.h>
 #include <Kelpa/GenericSequences.h>
 
+#include "ModelImpl.h"
+
 namespace Kelpa {
 
 using NSInterface::ClassObjectIntf;
@@ -125,9 +127,9 @@ void refuseCrossModel(Deviant writer, Deviant partner, const char* path, int lin
 
 // ---------------------------------------------------------------- containment
 
-void detachFromContainer(ClassObjectIntf* element, Deviant d) {
-  const ClassObject container = readStateOf(element, d)->getContainerKelpa(d);
-  ClassObjectIntf* c = container.get();
+namespace {
+// detachFromContainer with the element's container in d already read.
+void detachFrom(ClassObjectIntf* element, Deviant d, ClassObjectIntf* c) {
   if (!validIn(c, d)) return;
   const ElementEnds* ends = c->getElementEnds();
   if (!ends) return;
@@ -148,23 +150,41 @@ void detachFromContainer(ClassObjectIntf* element, Deviant d) {
   }
 }
 
-void storeContainer(ClassObjectIntf* element, Deviant d, ClassObjectIntf* container) {
-  ClassObjectIntf* state = readStateOf(element, d);
-  ClassObjectIntf* old = state->getContainerKelpa(d).get();
+// storeContainer with the element's state to read in d and its container there (old)
+// already at hand.
+void storeContainerOver(ClassObjectIntf* element, Deviant d, ClassObjectIntf* state,
+                        ClassObjectIntf* old, ClassObjectIntf* container) {
   if (old == container) return;
   const bool had = old != nullptr;
   writeStateOf(element, d)->setContainerKelpa(d, ClassObject(container, d));
   const bool has = container != nullptr;
   if (had == has || d != d.getRootDeviant()) return;
   // The model's root objects are those of the root deviant.
-  Model model = state->getModelKelpa(d);
+  const Model model = state->getModelKelpa(d);
   if (model.isNull()) return;
+  ClassObjectIntf* self = asClassObject(element);
+  if (detail::RootObjectList* roots = detail::rootObjectsOf(model.get())) {
+    if (has)
+      roots->removeKey(self);
+    else
+      roots->appendKey(self);
+    return;
+  }
   Sequence<ClassObject> roots = model->getRootObjects(d);
-  const ClassObject self(asClassObject(element), d);
   if (has)
-    roots.remove(self);
+    roots.remove(ClassObject(self, d));
   else
-    roots.push_back(self);
+    roots.push_back(ClassObject(self, d));
+}
+}  // namespace
+
+void detachFromContainer(ClassObjectIntf* element, Deviant d) {
+  detachFrom(element, d, readStateOf(element, d)->getContainerKelpa(d).get());
+}
+
+void storeContainer(ClassObjectIntf* element, Deviant d, ClassObjectIntf* container) {
+  ClassObjectIntf* state = readStateOf(element, d);
+  storeContainerOver(element, d, state, state->getContainerKelpa(d).get(), container);
 }
 
 ClassObject containerEndGet(const ClassObjectIntf* element, Deviant d, const ContainerEnd& end) {
@@ -210,9 +230,13 @@ void containerEndSetOnly(ClassObjectIntf* element, Deviant d, const ImmutableObj
     return;
   }
   refuseCrossModel(d, v.getDeviant(), end.path, line);
-  if (readStateOf(element, d)->getContainerKelpa(d).get() == partner) return;
-  detachFromContainer(element, d);
-  storeContainer(element, d, partner);
+  // The element's container is read once: leaving it writes the old container's
+  // state, never the element's.
+  ClassObjectIntf* state = readStateOf(element, d);
+  const ClassObject old = state->getContainerKelpa(d);
+  if (old.get() == partner) return;
+  detachFrom(element, d, old.get());
+  storeContainerOver(element, d, state, old.get(), partner);
 }
 
 void containerEndRemove(ClassObjectIntf* element, Deviant d, const ContainerEnd& end) {
@@ -318,7 +342,7 @@ Sequence<Object> contribution(ClassObjectIntf* self, Deviant d, const Contributo
                                                             c.isA),
                          d);
   if (!withAssociation || !c.opposite.record) return proxy;
-  return Sequence<Object>(new GenericAssociationSequence(Object(self, d), proxy, c.opposite.record,
+  return Sequence<Object>(new GenericAssociationSequence(self, d, proxy, c.opposite.record,
                                                          c.opposite.index, !c.opposite.multi,
                                                          c.composite),
                           d);

@@ -131,7 +131,9 @@ ObjectIntf* DeviationsCore::writeStateSlow(const ElementOps& ops, Deviant d, Dev
 bool DeviationsCore::isValidIn(const ElementOps& ops, Deviant d) const {
   if (rootState == Deviant::ModelDestroyed) return false;
   if (!d.isValid()) return false;
-  ObjectIntf* v = castState(ops, slotOf(d));
+  // The root's slot is the root state itself, made by ops (as readState takes it):
+  // only a deviation's entry is cast.
+  ObjectIntf* v = d.getDeviantId() == 0 ? rootState : castState(ops, slotOf(d));
   if (v && v != Deviant::FallbackToRoot) return v != Deviant::InvalidObject;
   ObjectIntf* saved = d.getRootDeviant().getSavedOldStateOfObject(object);
   if (saved == Deviant::InvalidObject) return false;

@@ -41,6 +41,13 @@ class PositionIterator final : public Generic::IteratorIntf {
   int fPosition;
 };
 
+// The stored sequence as the kernel's sequence of references, if it is one.
+MultiIndexImplInternal::MultiIndexImplForRefs* refSequenceOf(Generic::SequenceIntf* s) {
+  return typeid(*s) == typeid(MultiIndexImplInternal::MultiIndexImplForRefs)
+             ? static_cast<MultiIndexImplInternal::MultiIndexImplForRefs*>(s)
+             : nullptr;
+}
+
 int positionIn(const Generic::SequenceIntf* view, Generic::IteratorIntf* it) {
   const auto* p = dynamic_cast<const PositionIterator*>(it);
   if (!p || p->view() != view) fail(kViewSource, __LINE__, "iterator of another sequence");
@@ -168,16 +175,28 @@ GenericDeviantSequence::~GenericDeviantSequence() {
 }
 
 Generic::SequenceIntf* GenericDeviantSequence::reading() const {
+  Read read = readingWithState();
+  return read.sequence;
+}
+
+GenericDeviantSequence::Read GenericDeviantSequence::readingWithState() const {
   NSInterface::ClassObjectIntf* state =
       fOwner->getReadDeviantI(fDeviant, static_cast<const NSInterface::ClassObjectIntf*>(fOwner));
   if (!Deviant::isRealState(state)) detail::raiseNoState(state);
-  return storedSequence(fRecord, state, fDeviant, fIndex);
+  return {state, storedSequence(fRecord, state, fDeviant, fIndex)};
 }
 
 Generic::SequenceIntf* GenericDeviantSequence::writing() const {
+  return writingAfter({nullptr, nullptr});
+}
+
+Generic::SequenceIntf* GenericDeviantSequence::writingAfter(const Read& read) const {
   NSInterface::ClassObjectIntf* state =
       fOwner->getWriteDeviantI(fDeviant, static_cast<const NSInterface::ClassObjectIntf*>(fOwner));
   if (!Deviant::isRealState(state)) detail::raiseNoState(state);
+  // The state read is the one to write (the root's, or a deviation's own): its stored
+  // sequence is the one already found.
+  if (state == read.state) return read.sequence;
   return storedSequence(fRecord, state, fDeviant, fIndex);
 }
 
@@ -185,8 +204,9 @@ Object GenericDeviantSequence::generic_at(int index, const Deviant& d) const {
   return reading()->generic_at(index, d);
 }
 void GenericDeviantSequence::generic_clear(const Deviant& d) {
-  if (reading()->generic_empty()) return;  // nothing to write
-  writing()->generic_clear(d);
+  const Read read = readingWithState();
+  if (read.sequence->generic_empty()) return;  // nothing to write
+  writingAfter(read)->generic_clear(d);
 }
 int GenericDeviantSequence::generic_size() const {
   return reading()->generic_size();
@@ -198,8 +218,9 @@ void GenericDeviantSequence::generic_insert(const Deviant& d, int index, const O
   writing()->generic_insert(d, index, value);
 }
 void GenericDeviantSequence::generic_eraseAt(const Deviant& d, int index) {
-  checkIndex(index, reading()->generic_size());
-  writing()->generic_eraseAt(d, index);
+  const Read read = readingWithState();
+  checkIndex(index, read.sequence->generic_size());
+  writingAfter(read)->generic_eraseAt(d, index);
 }
 void GenericDeviantSequence::generic_push_back(const Deviant& d, const Object& value) {
   writing()->generic_push_back(d, value);
@@ -237,13 +258,16 @@ bool GenericDeviantSequence::generic_stamp(std::vector<std::uint64_t>& words) co
 
 // ---------------------------------------------------------------- GenericAssociationSequence
 
-GenericAssociationSequence::GenericAssociationSequence(const Object& thisObject,
+GenericAssociationSequence::GenericAssociationSequence(NSInterface::ClassObjectIntf* owner, Deviant d,
                                                        const Sequence<Object>& view,
                                                        const IntrospectiveMethods* oppositeRecord,
                                                        unsigned int oppositeIndex,
-                                                       bool oppositeIsSingle, bool composite)
-    : fThis(thisObject),
+                                                       bool oppositeIsSingle, bool composite,
+                                                       GenericDeviantSequence* stored)
+    : fThis(owner, d),
+      fOwner(owner),
       fView(view),
+      fStored(stored),
       fOpposite{oppositeRecord, oppositeIndex, oppositeIsSingle},
       fComposite(composite) {
   if (fView.isNull()) detail::raiseNullSequence();
@@ -274,13 +298,12 @@ bool GenericAssociationSequence::generic_stamp(std::vector<std::uint64_t>& words
   return fView.get()->generic_stamp(words);
 }
 
-void GenericAssociationSequence::linkOpposite(const Object& element) {
-  auto* partner = detail::castTo<NSInterface::ClassObjectIntf>(element.get());
+void GenericAssociationSequence::linkOpposite(NSInterface::ClassObjectIntf* partner) {
   const Deviant d = fThis.getDeviant();
   if (fComposite && !fOpposite.isSingle) {
     // A composite whose opposite is a union of the container (featuringClassifier): the
     // container is the end to set.
-    detail::storeContainer(partner, d, detail::castTo<NSInterface::ClassObjectIntf>(fThis.get()));
+    detail::storeContainer(partner, d, fOwner);
     return;
   }
   if (fOpposite.isSingle)
@@ -294,7 +317,7 @@ void GenericAssociationSequence::unlinkOpposite(const Object& element) {
   if (!partner || !partner->deviant_isValid(fThis.getDeviant())) return;
   const Deviant d = fThis.getDeviant();
   if (fComposite && !fOpposite.isSingle) {
-    if (partner->getContainerKelpa(d).get() == detail::castTo<NSInterface::ClassObjectIntf>(fThis.get()))
+    if (partner->getContainerKelpa(d).get() == fOwner)
       detail::storeContainer(partner, d, nullptr);
     return;
   }
@@ -311,36 +334,70 @@ void GenericAssociationSequence::unlinkOpposite(const Object& element) {
 }
 
 void GenericAssociationSequence::generic_insert(const Deviant& d, int index, const Object& value) {
-  Generic::SequenceIntf* view = fView.get();
-  const int n = view->generic_size();
-  if (index < 0 || index > n) failIndex(index);
-  if (view->generic_contains(value)) return;
-  auto* element = detail::castTo<NSInterface::ClassObjectIntf>(value.get());
+  insertAt(d, index, false, value);
+}
+
+void GenericAssociationSequence::generic_push_back(const Deviant& d, const Object& value) {
+  insertAt(d, 0, true, value);
+}
+
+void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEnd,
+                                          const Object& value) {
+  // Every check reads the stored sequence found once here; nothing is written (and no
+  // state of a deviation is made) before all of them have passed.
+  const GenericDeviantSequence::Read read =
+      fStored ? fStored->readingWithState() : GenericDeviantSequence::Read{nullptr, fView.get()};
+  Generic::SequenceIntf* stored = read.sequence;
+  const int n = stored->generic_size();
+  if (atEnd)
+    index = n;
+  else if (index < 0 || index > n)
+    failIndex(index);
+  auto* refs = refSequenceOf(stored);
+  // The element as the stored sequence's key, or null if it is none of its type.
+  NSInterface::ClassObjectIntf* key = refs ? refs->tryKeyOf(value.get()) : nullptr;
+  if (refs ? key && refs->containsKey(key) : stored->generic_contains(value)) return;
+  auto* element = key ? key : detail::castTo<NSInterface::ClassObjectIntf>(value.get());
   // An element destroyed in d is no partner: refused as a null one, before any change.
   if (element && !element->deviant_isValid(d))
-    MultiIndexImplForRefsHelper::raiseNullObject(getTypeName().c_str());
+    MultiIndexImplForRefsHelper::raiseNullObject(stored->getTypeName().c_str());
   if (element)
     detail::refuseCrossModel(fThis.getDeviant(), value.getDeviant(),
                              "kelpa/kernel/containers/sequence/GenericAssociationSequence", __LINE__);
-  // An element of the wrong type is refused by the stored sequence before any change.
-  if (!element || !view->generic_accepts(value)) {
-    view->generic_insert(d, index, value);
+  // An element of the wrong type is refused as the stored sequence refuses it, before
+  // any change.
+  if (refs && !key) MultiIndexImplForRefsHelper::raiseNullObject(stored->getTypeName().c_str());
+  if (!refs && (!element || !stored->generic_accepts(value))) {
+    fView.get()->generic_insert(d, index, value);
     return;
   }
   if (fComposite) {
     // Out of its old place first, wherever that is: then the element is in one place.
+    // That may have been this very owner, so the sequence to write is found after.
     detail::detachFromContainer(element, fThis.getDeviant());
-    index = std::min(index, view->generic_size());
   }
-  view->generic_insert(d, index, value);
-  linkOpposite(value);
+  Generic::SequenceIntf* target = fStored ? fStored->writingAfter(read) : stored;
+  if (fComposite) index = std::min(index, target->generic_size());
+  if (auto* targetRefs = key ? refSequenceOf(target) : nullptr)
+    targetRefs->insertKey(index, key);
+  else
+    target->generic_insert(d, index, value);
+  linkOpposite(element);
 }
 
 void GenericAssociationSequence::generic_eraseAt(const Deviant& d, int index) {
-  Generic::SequenceIntf* view = fView.get();
-  checkIndex(index, view->generic_size());
-  const Object element = view->generic_at(index, d);
-  view->generic_eraseAt(d, index);
+  if (!fStored) {
+    Generic::SequenceIntf* view = fView.get();
+    checkIndex(index, view->generic_size());
+    const Object element = view->generic_at(index, d);
+    view->generic_eraseAt(d, index);
+    unlinkOpposite(element);
+    return;
+  }
+  const GenericDeviantSequence::Read read = fStored->readingWithState();
+  checkIndex(index, read.sequence->generic_size());
+  const Object element = read.sequence->generic_at(index, d);
+  fStored->writingAfter(read)->generic_eraseAt(d, index);
   unlinkOpposite(element);
 }
 
@@ -364,9 +421,10 @@ Generic::SequenceIntf* newAssociationSequence(NSInterface::ClassObjectIntf* owne
                                               const IntrospectiveMethods& oppositeRecord,
                                               unsigned int oppositeIndex, bool oppositeIsMulti,
                                               bool composite) {
-  Sequence<Object> view(new GenericDeviantSequence(owner, d, &record, index), d);
-  return new GenericAssociationSequence(Object(owner, d), view, &oppositeRecord, oppositeIndex,
-                                        !oppositeIsMulti, composite);
+  auto* stored = new GenericDeviantSequence(owner, d, &record, index);
+  Sequence<Object> view(stored, d);
+  return new GenericAssociationSequence(owner, d, view, &oppositeRecord, oppositeIndex,
+                                        !oppositeIsMulti, composite, stored);
 }
 
 // ---------------------------------------------------------------- GenericCombinedSequence

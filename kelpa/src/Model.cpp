@@ -7,6 +7,7 @@
 #include <deque>
 #include <utility>
 #include <mutex>
+#include <typeinfo>
 
 #include <Kelpa/Asserter.h>
 #include <Kelpa/ElementBase.h>
@@ -302,6 +303,11 @@ void ModelImpl::bindObjectId(Deviant, const ClassObject& object, const Integer& 
   }
   p->setId(id);
   if (id.getValue() > fLastId) fLastId = id.getValue();
+}
+
+RootObjectList* rootObjectsOf(NSInterface::ModelIntf* model) {
+  if (!model || typeid(*model) != typeid(ModelImpl)) return nullptr;
+  return &static_cast<ModelImpl*>(model)->rootObjects();
 }
 
 Sequence<ClassObject> ModelImpl::getRootObjects(Deviant d) {

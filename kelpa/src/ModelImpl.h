@@ -104,6 +104,7 @@ class ModelImpl final : public NSInterface::ModelIntf {
   bool canUndo(Deviant d) const override;
   bool canRedo(Deviant d) const override;
 
+  RootObjectList& rootObjects() noexcept { return fRootObjects; }
   void addObject(NSInterface::ClassObjectIntf* object);
   void removeObject(NSInterface::ClassObjectIntf* object);
   const std::vector<DeviantData*>& deviants() const { return fDeviants; }
@@ -142,5 +143,9 @@ class ModelImpl final : public NSInterface::ModelIntf {
   MultiIndexImpl<ClassObject> fTopPackages;
   bool fAnswersRoot = true;
 };
+
+// The root objects of model as the kernel keeps them, or null for a model of another
+// implementation (whose getRootObjects is then the way in).
+RootObjectList* rootObjectsOf(NSInterface::ModelIntf* model);
 
 }  // namespace Kelpa::detail

@@ -138,6 +138,11 @@ bool MultiIndexImplForRefs::insertKeyAt(int index, Key key) {
   return true;
 }
 
+bool MultiIndexImplForRefs::insertKey(int index, Key key) {
+  checkIndex(index, size() + 1);
+  return insertKeyAt(index, key);
+}
+
 bool MultiIndexImplForRefs::appendKey(Key key) {
   return insertKeyAt(size(), key);
 }

@@ -219,7 +219,10 @@ bool RootObjectList::generic_accepts(const Object& value) const {
 
 bool RootObjectList::generic_remove(const Deviant&, const Object& value) {
   Key key = classObjectOf(value);
-  if (!key) return false;
+  return key && removeKey(key);
+}
+
+bool RootObjectList::removeKey(Key key) {
   auto& byKey = fList.get<1>();
   auto found = byKey.find(key);
   if (found == byKey.end()) return false;

@@ -72,6 +72,9 @@ class RootObjectList final : public Generic::SequenceIntf {
   std::string getTypeName() const override;
 
   int size() const noexcept { return static_cast<int>(fList.size()); }
+  // Direct forms for the kernel's own code, on keys (never null): push_back and remove.
+  void appendKey(Key key) { insertAt(fList.end(), size(), key); }
+  bool removeKey(Key key);
 
  private:
   Key keyOf(const Object& value) const { return fTraits->cast(value.get()); }

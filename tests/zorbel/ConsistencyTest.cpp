@@ -426,6 +426,84 @@ TEST_F(Consistency, DestructionRemovesTheSubtreeFromEveryPlace) {
   EXPECT_TRUE(a.isValid());
 }
 
+// In a deviation where the package still reads the root: every refused insert raises
+// (or, for a duplicate, does nothing) before the package gets a state of its own there.
+TEST_F(Consistency, RefusedAssociationInsertsLeaveADeviationUntouched) {
+  const Package package = Package::create(model);
+  const Comment kept = Comment::create(model);
+  package->getOwnedComments(root).push_back(kept);
+  const Comment gone = Comment::create(model);
+  Kelpa::Model other = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  const Comment foreign = Comment::create(other);
+  const Kelpa::Deviant d = model->createDeviant();
+  gone->destroy(d);
+  auto hasOwnState = [&] { return Kelpa::Deviant::isRealState(package->internal_getDeviation(d)); };
+  ASSERT_FALSE(hasOwnState());
+
+  Kelpa::Sequence<Comment> owned = package->getOwnedComments(d);
+  owned.push_back(kept);  // already there
+  owned.insert(0, kept);
+  EXPECT_EQ(failureAt([&] { owned.push_back(gone); }),
+            "Assertion failed: null object while inserting into zorbel.SequenceOfComment at "
+            "kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:");
+  EXPECT_EQ(failureAt([&] { owned.push_back(foreign); }),
+            "Assertion failed: Cross-model bi-directional associations are currently disallowed! "
+            "at kelpa/kernel/containers/sequence/GenericAssociationSequence:");
+  Kelpa::Sequence<Kelpa::Object> generic(owned.get(), d);
+  EXPECT_EQ(failureAt([&] { generic.push_back(Kelpa::Object(package)); }),
+            "Assertion failed: null object while inserting into zorbel.SequenceOfComment at "
+            "kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:");
+  EXPECT_EQ(failureAt([&] { generic.push_back(Kelpa::Object()); }),
+            "Assertion failed: null object while inserting into zorbel.SequenceOfComment at "
+            "kelpa/kernel/containers/sequence/multi_index/MultiIndexImplForRefs:");
+  EXPECT_EQ(failureAt([&] { owned.insert(-1, Comment::create(model)); }),
+            "Assertion failed: sequence index must be positive at "
+            "kelpa/kernel/containers/sequence/GenericSequence:");
+  EXPECT_EQ(failureAt([&] { owned.insert(2, Comment::create(model)); }),
+            "Assertion failed: sequence index out of bounds at "
+            "kelpa/kernel/containers/sequence/GenericSequence:");
+  EXPECT_FALSE(hasOwnState());
+  EXPECT_EQ(owned.size(), 1);
+  EXPECT_FALSE(foreign->hasOwner(other.getDeviant()));
+  other->destroyModel();
+}
+
+// Accepted inserts in a deviation: positions as asked, the owner set on the element in
+// the deviation only, and an element taken from another owner there leaves it there.
+TEST_F(Consistency, AssociationInsertsInADeviationWriteOnlyTheDeviation) {
+  const Package first = Package::create(model);
+  const Package second = Package::create(model);
+  std::vector<Comment> notes;
+  for (int i = 0; i < 4; ++i) notes.push_back(Comment::create(model));
+  first->getOwnedComments(root).push_back(notes[0]);
+  const Kelpa::Deviant d = model->createDeviant();
+  Kelpa::Sequence<Comment> owned = second->getOwnedComments(d);
+  owned.push_back(notes[1]);
+  owned.insert(0, notes[2]);
+  owned.insert(1, notes[0]);  // moves from first, in d
+  owned.push_back(notes[3]);
+  ASSERT_EQ(owned.size(), 4);
+  const std::vector<const void*> expected{notes[2].get(), notes[0].get(), notes[1].get(),
+                                          notes[3].get()};
+  std::vector<const void*> seen;
+  for (const Comment& c : owned) seen.push_back(c.get());
+  EXPECT_EQ(seen, expected);
+  for (const Comment& c : notes) EXPECT_EQ(c->getOwner(d).get(), Element(second).get());
+  EXPECT_TRUE(first->getOwnedComments(d).empty());
+
+  // The root is as it was.
+  EXPECT_TRUE(second->getOwnedComments(root).empty());
+  EXPECT_EQ(first->getOwnedComments(root).size(), 1);
+  EXPECT_EQ(notes[0]->getOwner(root).get(), Element(first).get());
+  EXPECT_FALSE(notes[1]->hasOwner(root));
+
+  // Erasing in d gives the element back to the root objects of no one: its owner goes.
+  owned.erase(1);
+  EXPECT_FALSE(notes[0]->hasOwner(d));
+  EXPECT_EQ(notes[0]->getOwner(root).get(), Element(first).get());
+  EXPECT_EQ(owned.size(), 3);
+}
+
 TEST_F(Consistency, SequencesResolveOnEveryUseAndKeepTheirElement) {
   Kelpa::Sequence<Comment> comments;
   {

@@ -117,6 +117,45 @@ TEST_F(Deviants, BothEndsAndOwnershipChangeWithinTheDeviationAlone) {
   EXPECT_EQ(note->getOwner(e).get(), Element(second).get());
 }
 
+// A stored list without opposite, erased and cleared in a deviation: the deviation
+// takes its own copy on the first change, and a change refused or with nothing to do
+// makes none.
+TEST_F(Deviants, AStoredListChangesInADeviationAloneAndOnlyWhenChanged) {
+  const Comment note = Comment::create(model);
+  const Package a = Package::create(model);
+  const Package b = Package::create(model);
+  const Package c = Package::create(model);
+  Kelpa::Sequence<Element> inRoot = note->getAnnotatedElements(root);
+  for (const Package& p : {a, b, c}) inRoot.push_back(p);
+  const Comment blank = Comment::create(model);
+
+  const Deviant d = model->createDeviant();
+  auto hasOwnState = [&](const Comment& x) {
+    return Deviant::isRealState(x->internal_getDeviation(d));
+  };
+  Kelpa::Sequence<Element> inD = note->getAnnotatedElements(d);
+  EXPECT_EQ(failureAt([&] { inD.erase(3); }),
+            "Assertion failed: sequence index out of bounds at "
+            "kelpa/kernel/containers/sequence/GenericSequence:");
+  blank->getAnnotatedElements(d).clear();
+  EXPECT_FALSE(hasOwnState(note));
+  EXPECT_FALSE(hasOwnState(blank));
+
+  inD.erase(1);
+  EXPECT_TRUE(hasOwnState(note));
+  ASSERT_EQ(inD.size(), 2);
+  EXPECT_EQ(inD[0].get(), Element(a).get());
+  EXPECT_EQ(inD[1].get(), Element(c).get());
+  inD.erase(1);  // now in the deviation's own state
+  ASSERT_EQ(inD.size(), 1);
+  EXPECT_EQ(inD[0].get(), Element(a).get());
+  EXPECT_EQ(inRoot.size(), 3);
+  inD.clear();
+  EXPECT_TRUE(inD.empty());
+  ASSERT_EQ(inRoot.size(), 3);
+  EXPECT_EQ(inRoot[1].get(), Element(b).get());
+}
+
 TEST_F(Deviants, AnAbandonedTransactionPutsEverythingBack) {
   const Comment note = Comment::create(model);
   note->setBody(root, String("kept"));

@@ -106,6 +106,16 @@ class GenericDeviantSequence final : public Generic::IndexedView {
   // The stored sequence of the state that a read (or a write) in the view's deviant uses.
   SequenceIntf* reading() const;
   SequenceIntf* writing() const;
+  // A read: the state found and its stored sequence.
+  struct Read {
+    const NSInterface::ClassObjectIntf* state;
+    SequenceIntf* sequence;
+  };
+  Read readingWithState() const;
+  // writing() after read, found in the same call with nothing in between that could
+  // have replaced the owner's state: a write that lands in the state read takes its
+  // sequence without looking it up again.
+  SequenceIntf* writingAfter(const Read& read) const;
   NSInterface::ClassObjectIntf* owner() const noexcept { return fOwner; }
   Deviant deviant() const noexcept { return fDeviant; }
 
@@ -130,9 +140,13 @@ struct OppositeEnd {
 // with its Only forms, so that its own maintenance does not run again.
 class GenericAssociationSequence final : public Generic::IndexedView {
  public:
-  GenericAssociationSequence(const Object& thisObject, const Sequence<Object>& view,
+  // view shows owner's end; stored, if given, is view itself as the stored property it is,
+  // so that a change resolves the owner's state once for its checks and once to write.
+  GenericAssociationSequence(NSInterface::ClassObjectIntf* owner, Deviant d,
+                             const Sequence<Object>& view,
                              const IntrospectiveMethods* oppositeRecord, unsigned int oppositeIndex,
-                             bool oppositeIsSingle, bool composite = false);
+                             bool oppositeIsSingle, bool composite = false,
+                             GenericDeviantSequence* stored = nullptr);
 
   Object generic_at(int index, const Deviant& d) const override;
   void generic_clear(const Deviant& d) override;
@@ -140,6 +154,7 @@ class GenericAssociationSequence final : public Generic::IndexedView {
   bool generic_empty() const override;
   void generic_insert(const Deviant& d, int index, const Object& value) override;
   using IndexedView::generic_insert;
+  void generic_push_back(const Deviant& d, const Object& value) override;
   void generic_eraseAt(const Deviant& d, int index) override;
   void generic_replace(const Deviant& d, int index, const Object& value) override;
   bool generic_contains(const Object& value) const override;
@@ -149,11 +164,15 @@ class GenericAssociationSequence final : public Generic::IndexedView {
   bool generic_stamp(std::vector<std::uint64_t>& words) const override;
 
  private:
-  void linkOpposite(const Object& element);
+  // Inserts value before position index, or after the last element if atEnd.
+  void insertAt(const Deviant& d, int index, bool atEnd, const Object& value);
+  void linkOpposite(NSInterface::ClassObjectIntf* partner);
   void unlinkOpposite(const Object& element);
 
   Object fThis;
+  NSInterface::ClassObjectIntf* fOwner;
   Sequence<Object> fView;
+  GenericDeviantSequence* fStored;
   OppositeEnd fOpposite;
   bool fComposite;
 };

@@ -6,6 +6,8 @@
 // MultiIndexImpl<T> differs only by the function that turns an inserted object into
 // its key (and refuses objects that are not T). The Boost container behind it is
 // allocated on first need and lives in the kernel's sources, not in this header.
+#include <type_traits>
+
 #include <Kelpa/Sequence.h>
 
 namespace Kelpa {
@@ -22,7 +24,7 @@ struct RefTraits {
   NSInterface::ClassObjectIntf* (*tryCast)(const NSInterface::ObjectIntf*);
 };
 
-class MultiIndexImplForRefs : public Generic::SequenceIntf {
+class MultiIndexImplForRefs final : public Generic::SequenceIntf {
  public:
   explicit MultiIndexImplForRefs(const RefTraits* traits) noexcept : fTraits(traits) {}
   // Copies hold their own count on every element.
@@ -67,11 +69,17 @@ class MultiIndexImplForRefs : public Generic::SequenceIntf {
   NSInterface::ClassObjectIntf* keyAt(int index) const;
   // Appends object (already a key); returns false if it was present.
   bool appendKey(NSInterface::ClassObjectIntf* key);
+  // Inserts key before position index (0 to size); returns false if it was present.
+  bool insertKey(int index, NSInterface::ClassObjectIntf* key);
   bool eraseKey(const NSInterface::ClassObjectIntf* key);
   bool containsKey(const NSInterface::ClassObjectIntf* key) const;
   // Turns an object handed in into its key; raises for an object of the wrong class.
   NSInterface::ClassObjectIntf* keyOf(const NSInterface::ObjectIntf* object) const {
     return fTraits->cast(object);
+  }
+  // The same without raising: null for an object of the wrong class (or none).
+  NSInterface::ClassObjectIntf* tryKeyOf(const NSInterface::ObjectIntf* object) const {
+    return object ? fTraits->tryCast(object) : nullptr;
   }
 
  private:
@@ -95,7 +103,11 @@ NSInterface::ClassObjectIntf* tryCast(const NSInterface::ObjectIntf* object) {
   ReferenceCountingIntf* asT =
       object ? object->cast(CooperativeVisitor::internal::classInfoOf<typename T::Intf>())
              : nullptr;
-  return asT ? detail::castTo<NSInterface::ClassObjectIntf>(asT) : nullptr;
+  // An object seen as ClassObjectIntf is its key already.
+  if constexpr (std::is_same_v<typename T::Intf, NSInterface::ClassObjectIntf>)
+    return reinterpret_cast<NSInterface::ClassObjectIntf*>(asT);
+  else
+    return asT ? detail::castTo<NSInterface::ClassObjectIntf>(asT) : nullptr;
 }
 
 template <class T>
