@@ -4,7 +4,8 @@
 
 #include <vector>
 
-#include <zorbel/detail/Support.h>
+#include <Kelpa/Containment.h>
+#include <Kelpa/GenericSequences.h>
 #include <zorbel/zorbel.h>
 
 #include "../support/Failure.h"
@@ -13,6 +14,15 @@ namespace zorbel {
 namespace {
 
 using testsupport::failureAt;
+
+// A view of the elements of superset that are Ts, as the generated subsets make them.
+template <class T, class From>
+Kelpa::Sequence<T> filteredAs(const Kelpa::ImmutableSequence<From>& superset, Kelpa::Deviant d) {
+  return Kelpa::Sequence<T>(new Kelpa::filtered_sequence_internal::GenericFilteredSequence(
+                                Kelpa::Sequence<Kelpa::Object>(superset.get(), d), d,
+                                &Kelpa::detail::isA<typename T::Intf>),
+                            d);
+}
 
 // The position of x in a view, or -1.
 template <class T, class X>
@@ -296,7 +306,7 @@ TEST_F(Consistency, AHeldFilteredViewFollowsSingleValuedParts) {
   property->setDefaultValue(root, fallback);
   property->getOwnedComments(root).push_back(Comment::create(model));
   Kelpa::Sequence<LiteralInteger> held =
-      zorbel::detail::filteredAs<LiteralInteger>(property->getOwnedElements(root), root);
+      filteredAs<LiteralInteger>(property->getOwnedElements(root), root);
   ASSERT_EQ(held.size(), 2);
   const void* last = held[1].get();
 
@@ -330,7 +340,7 @@ TEST_F(Consistency, AFilteredViewOfTheRootObjectsFollowsThem) {
   (void)Class::create(model);
   const Package second = Package::create(model);
   Kelpa::Sequence<Package> held =
-      zorbel::detail::filteredAs<Package>(model->getRootObjects(root), root);
+      filteredAs<Package>(model->getRootObjects(root), root);
   ASSERT_EQ(held.size(), 2);
   EXPECT_EQ(held[1].get(), second.get());
   first->getPackagedElements(root).push_back(second);  // no longer a root
