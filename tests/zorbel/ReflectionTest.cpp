@@ -82,6 +82,37 @@ TEST_F(Reflection, ObjectsOfAnotherClassAreRefused) {
   EXPECT_EQ(String(named.getSingleValued(co(cls), root, 1)), String("Person"));
 }
 
+// A value read is a box of its own: it outlives the element and the model it came from.
+TEST_F(Reflection, ValuesReadOutliveTheirElementAndModel) {
+  Kelpa::Model other = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  const Deviant d = other.getDeviant();
+  Object body;
+  Object aggregation;
+  Object derived;
+  {
+    const zorbel::Comment c = zorbel::Comment::create(other);
+    c->setBody(d, String("kept"));
+    const zorbel::Property p = zorbel::Property::create(other);
+    p->setAggregation(d, zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+    p->setIsDerived(d, Boolean(true));
+    body = Kelpa::get(c, "body");
+    aggregation = Kelpa::get(p, "aggregation");
+    derived = Kelpa::get(p, "isDerived");
+  }
+  other->destroyModel();
+  const Object copies[] = {body, aggregation, derived};
+  body = Object();
+  aggregation = Object();
+  EXPECT_EQ(String(copies[0]), String("kept"));
+  EXPECT_EQ(copies[0]->toString(Deviant()).str(), "kept");
+  EXPECT_EQ(copies[0]->getRuvoName(false), String::getTypeName());
+  EXPECT_EQ(zorbel::AggregationKind(copies[1]),
+            zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+  EXPECT_EQ(copies[1]->getRuvoName(false), zorbel::AggregationKind::getTypeName());
+  EXPECT_TRUE(Boolean(copies[2]));
+  EXPECT_EQ(copies[2]->toString(Deviant()).str(), "true");
+}
+
 TEST_F(Reflection, RequiredValuesArePresentAndRemovingThemDoesAsTheAccessorDoes) {
   const zorbel::Property p = zorbel::Property::create(model);
   const Kelpa::IntrospectiveMethods& m = record("Property");
