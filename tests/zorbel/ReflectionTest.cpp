@@ -82,6 +82,42 @@ TEST_F(Reflection, ObjectsOfAnotherClassAreRefused) {
   EXPECT_EQ(String(named.getSingleValued(co(cls), root, 1)), String("Person"));
 }
 
+// What is kept from one call to the next (the type last accepted for a class, the
+// property last found by name, the type last cast for a record) must not answer for an
+// object of another class or for another name.
+TEST_F(Reflection, AlternatingClassesAndNamesKeepTheirOwnAnswers) {
+  const zorbel::Class cls = zorbel::Class::create(model);
+  const zorbel::Package pkg = zorbel::Package::create(model);
+  const zorbel::Comment note = zorbel::Comment::create(model);
+  const Kelpa::ImmutableProperty name(cls->getMetaClass()->findProperty("name"), root);
+  const Kelpa::IntrospectiveMethods& named = record("NamedElement");
+  const unsigned index = name->getIndex();
+  for (int round = 0; round < 2; ++round) {
+    Kelpa::setOrAdd(cls, name, String("C"));
+    Kelpa::setOrAdd(pkg, name, String("P"));
+    EXPECT_EQ(String(Kelpa::get(cls, name)), String("C"));
+    EXPECT_EQ(String(Kelpa::get(pkg, name)), String("P"));
+    EXPECT_EQ(failureAt([&] { (void)Kelpa::get(note, name); }),
+              "Assertion failed: property zorbel.NamedElement.name is no property of "
+              "zorbel.Comment at kelpa/kernel/meta/Reflection:");
+    EXPECT_EQ(String(named.getSingleValued(co(cls), root, index)), String("C"));
+    EXPECT_EQ(String(named.getSingleValued(co(pkg), root, index)), String("P"));
+    EXPECT_EQ(failureAt([&] { named.getSingleValued(co(note), root, index); }),
+              "Assertion failed: illegal object" + at("NamedElement"));
+
+    // Names of one class in turn, and one name on two classes.
+    EXPECT_EQ(String(Kelpa::get(cls, "name")), String("C"));
+    EXPECT_FALSE(Boolean(Kelpa::get(cls, "isAbstract")));
+    EXPECT_EQ(String(Kelpa::get(pkg, "name")), String("P"));
+    EXPECT_EQ(String(Kelpa::get(cls, "name")), String("C"));
+    EXPECT_EQ(failureAt([&] { (void)Kelpa::get(pkg, "isAbstract"); }),
+              "Assertion failed: no property zorbel.Package.isAbstract at "
+              "kelpa/kernel/meta/Reflection:");
+    EXPECT_EQ(failureAt([&] { (void)Kelpa::get(cls, "nam"); }),
+              "Assertion failed: no property zorbel.Class.nam at kelpa/kernel/meta/Reflection:");
+  }
+}
+
 // A value read is a box of its own: it outlives the element and the model it came from.
 TEST_F(Reflection, ValuesReadOutliveTheirElementAndModel) {
   Kelpa::Model other = Kelpa::NSInterface::FactoryIntf::createNewModel();
