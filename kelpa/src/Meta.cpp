@@ -101,9 +101,19 @@ ClassIntf::~ClassIntf() {
   for (auto* p : fOwned) delete p;
 }
 
+namespace {
+// Property names are short: a loop over their characters, without a call.
+bool sameName(const std::string& a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < b.size(); ++i)
+    if (a[i] != b[i]) return false;
+  return true;
+}
+}  // namespace
+
 PropertyIntf* ClassIntf::findProperty(std::string_view name) const {
   PropertyIntf* last = fLastFound.load(std::memory_order_relaxed);
-  if (last && last->getName() == name) return last;
+  if (last && sameName(last->getName(), name)) return last;
   auto it = fByName.find(name);
   if (it == fByName.end()) return nullptr;
   fLastFound.store(it->second, std::memory_order_relaxed);
@@ -227,6 +237,10 @@ MetaHandle<ClassIntf> ClassObjectIntf::getMetaClass() const {
   const auto* metaclass = detail::castTo<const ClassIntf>(type.get());
   return MetaHandle<ClassIntf>(metaclass,
                                DomainRegistry::instance().getMetaRegistry().getDeviant());
+}
+
+const ClassIntf* ClassObjectIntf::getMetaClassPtr() const {
+  return getMetaClass().get();
 }
 
 }  // namespace NSInterface

@@ -92,6 +92,10 @@ TEST_F(Reflection, AlternatingClassesAndNamesKeepTheirOwnAnswers) {
   const Kelpa::ImmutableProperty name(cls->getMetaClass()->findProperty("name"), root);
   const Kelpa::IntrospectiveMethods& named = record("NamedElement");
   const unsigned index = name->getIndex();
+  // The metaclass that names are looked up in, without a handle, is the handle's.
+  EXPECT_EQ(co(cls)->getMetaClassPtr(), cls->getMetaClass().get());
+  EXPECT_EQ(co(pkg)->getMetaClassPtr(), pkg->getMetaClass().get());
+  EXPECT_NE(co(cls)->getMetaClassPtr(), co(pkg)->getMetaClassPtr());
   for (int round = 0; round < 2; ++round) {
     Kelpa::setOrAdd(cls, name, String("C"));
     Kelpa::setOrAdd(pkg, name, String("P"));
