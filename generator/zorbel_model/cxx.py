@@ -281,6 +281,7 @@ KERNEL_OPERATIONS = [
     _kernel("Kelpa::Object", "getEmptyValue", pure=True),
     _kernel("Kelpa::MetaHandle<Kelpa::NSInterface::TypeIntf>", "getMetaType", [_D], True),
     _kernel("Kelpa::MetaHandle<Kelpa::NSInterface::ClassIntf>", "getMetaClass", const=True),
+    _kernel("const Kelpa::NSInterface::ClassIntf*", "getMetaClassPtr", const=True),
     _kernel("const Kelpa::ElementEnds*", "getElementEnds", const=True),
     _kernel("Kelpa::Sequence<Kelpa::ClassObject>", "getContaineeKelpas", [_D]),
     _kernel("Kelpa::Sequence<Kelpa::ClassObject>", "getContaineeKelpasWithoutAssociation", [_D], True),

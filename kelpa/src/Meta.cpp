@@ -101,9 +101,23 @@ ClassIntf::~ClassIntf() {
   for (auto* p : fOwned) delete p;
 }
 
+namespace {
+// Property names are short: a loop over their characters, without a call.
+bool sameName(const std::string& a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < b.size(); ++i)
+    if (a[i] != b[i]) return false;
+  return true;
+}
+}  // namespace
+
 PropertyIntf* ClassIntf::findProperty(std::string_view name) const {
+  PropertyIntf* last = fLastFound.load(std::memory_order_relaxed);
+  if (last && sameName(last->getName(), name)) return last;
   auto it = fByName.find(name);
-  return it == fByName.end() ? nullptr : it->second;
+  if (it == fByName.end()) return nullptr;
+  fLastFound.store(it->second, std::memory_order_relaxed);
+  return it->second;
 }
 
 bool ClassIntf::conformsTo(const ClassIntf* other) const {
@@ -115,7 +129,14 @@ bool ClassIntf::conformsTo(const ClassIntf* other) const {
 
 bool ClassIntf::isInstance(const ClassObjectIntf* object) const {
   if (!object) return false;
-  if (fHasTag) return object->cast(fTag) != nullptr;
+  if (fHasTag) {
+    const std::type_info* type = &typeid(*object);
+    if (fInstanceType.load(std::memory_order_relaxed) == type) return true;
+    if (!object->cast(fTag)) return false;
+    fInstanceType.store(type, std::memory_order_relaxed);
+    return true;
+  }
+  // Objects of one type may have different metaclasses: nothing is kept here.
   const MetaHandle<ClassIntf> cls = object->getMetaClass();
   return !cls.isNull() && cls->conformsTo(this);
 }
@@ -123,6 +144,8 @@ bool ClassIntf::isInstance(const ClassObjectIntf* object) const {
 void ClassIntf::update(const IntrospectiveMethods* methods, std::vector<ClassIntf*> bases) {
   fMethods = methods;
   fTag = CooperativeVisitor::internal::LookupTagByName(getQualifiedName().c_str(), fHasTag);
+  fInstanceType.store(nullptr, std::memory_order_relaxed);
+  fLastFound.store(nullptr, std::memory_order_relaxed);
   fSuperClasses = std::move(bases);
   fAll = fOwned;
   for (ClassIntf* base : fSuperClasses)
@@ -214,6 +237,10 @@ MetaHandle<ClassIntf> ClassObjectIntf::getMetaClass() const {
   const auto* metaclass = detail::castTo<const ClassIntf>(type.get());
   return MetaHandle<ClassIntf>(metaclass,
                                DomainRegistry::instance().getMetaRegistry().getDeviant());
+}
+
+const ClassIntf* ClassObjectIntf::getMetaClassPtr() const {
+  return getMetaClass().get();
 }
 
 }  // namespace NSInterface

@@ -160,7 +160,7 @@ void removeFirstIn(ClassObjectIntf* object, Deviant d, const PropertyIntf& p, bo
 namespace reflect {
 
 const ClassIntf* metaClassOf(const ClassObjectIntf* object) {
-  return object ? object->getMetaClass().get() : nullptr;
+  return object ? object->getMetaClassPtr() : nullptr;
 }
 
 const PropertyIntf& propertyOf(const ClassObjectIntf* object, std::string_view name) {

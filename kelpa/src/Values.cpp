@@ -20,10 +20,10 @@ constexpr Where kFactorySource{"kelpa/kernel/values/ValueObjectFactory"};
 // A boxed value; counted, and freed with its last handle.
 class ValueObjectImpl final : public NSInterface::ValueObjectIntf {
  public:
-  ValueObjectImpl(std::string typeName, Tovi::any value)
-      : fOwnName(std::move(typeName)), fTypeName(&fOwnName), fValue(std::move(value)) {}
+  ValueObjectImpl(std::string typeName, const Tovi::any& value)
+      : fOwnName(std::move(typeName)), fTypeName(&fOwnName), fValue(value) {}
   // A name that lives as long as the process, and is not copied.
-  ValueObjectImpl(const std::string* lastingName, Tovi::any value)
+  ValueObjectImpl(const std::string* lastingName, Tovi::any&& value)
       : fTypeName(lastingName), fValue(std::move(value)) {}
   static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
   static void operator delete(void* p, std::size_t n) noexcept { Tovi::detail::deallocateSmall(p, n); }

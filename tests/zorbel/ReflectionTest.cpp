@@ -82,6 +82,77 @@ TEST_F(Reflection, ObjectsOfAnotherClassAreRefused) {
   EXPECT_EQ(String(named.getSingleValued(co(cls), root, 1)), String("Person"));
 }
 
+// What is kept from one call to the next (the type last accepted for a class, the
+// property last found by name, the type last cast for a record) must not answer for an
+// object of another class or for another name.
+TEST_F(Reflection, AlternatingClassesAndNamesKeepTheirOwnAnswers) {
+  const zorbel::Class cls = zorbel::Class::create(model);
+  const zorbel::Package pkg = zorbel::Package::create(model);
+  const zorbel::Comment note = zorbel::Comment::create(model);
+  const Kelpa::ImmutableProperty name(cls->getMetaClass()->findProperty("name"), root);
+  const Kelpa::IntrospectiveMethods& named = record("NamedElement");
+  const unsigned index = name->getIndex();
+  // The metaclass that names are looked up in, without a handle, is the handle's.
+  EXPECT_EQ(co(cls)->getMetaClassPtr(), cls->getMetaClass().get());
+  EXPECT_EQ(co(pkg)->getMetaClassPtr(), pkg->getMetaClass().get());
+  EXPECT_NE(co(cls)->getMetaClassPtr(), co(pkg)->getMetaClassPtr());
+  for (int round = 0; round < 2; ++round) {
+    Kelpa::setOrAdd(cls, name, String("C"));
+    Kelpa::setOrAdd(pkg, name, String("P"));
+    EXPECT_EQ(String(Kelpa::get(cls, name)), String("C"));
+    EXPECT_EQ(String(Kelpa::get(pkg, name)), String("P"));
+    EXPECT_EQ(failureAt([&] { (void)Kelpa::get(note, name); }),
+              "Assertion failed: property zorbel.NamedElement.name is no property of "
+              "zorbel.Comment at kelpa/kernel/meta/Reflection:");
+    EXPECT_EQ(String(named.getSingleValued(co(cls), root, index)), String("C"));
+    EXPECT_EQ(String(named.getSingleValued(co(pkg), root, index)), String("P"));
+    EXPECT_EQ(failureAt([&] { named.getSingleValued(co(note), root, index); }),
+              "Assertion failed: illegal object" + at("NamedElement"));
+
+    // Names of one class in turn, and one name on two classes.
+    EXPECT_EQ(String(Kelpa::get(cls, "name")), String("C"));
+    EXPECT_FALSE(Boolean(Kelpa::get(cls, "isAbstract")));
+    EXPECT_EQ(String(Kelpa::get(pkg, "name")), String("P"));
+    EXPECT_EQ(String(Kelpa::get(cls, "name")), String("C"));
+    EXPECT_EQ(failureAt([&] { (void)Kelpa::get(pkg, "isAbstract"); }),
+              "Assertion failed: no property zorbel.Package.isAbstract at "
+              "kelpa/kernel/meta/Reflection:");
+    EXPECT_EQ(failureAt([&] { (void)Kelpa::get(cls, "nam"); }),
+              "Assertion failed: no property zorbel.Class.nam at kelpa/kernel/meta/Reflection:");
+  }
+}
+
+// A value read is a box of its own: it outlives the element and the model it came from.
+TEST_F(Reflection, ValuesReadOutliveTheirElementAndModel) {
+  Kelpa::Model other = Kelpa::NSInterface::FactoryIntf::createNewModel();
+  const Deviant d = other.getDeviant();
+  Object body;
+  Object aggregation;
+  Object derived;
+  {
+    const zorbel::Comment c = zorbel::Comment::create(other);
+    c->setBody(d, String("kept"));
+    const zorbel::Property p = zorbel::Property::create(other);
+    p->setAggregation(d, zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+    p->setIsDerived(d, Boolean(true));
+    body = Kelpa::get(c, "body");
+    aggregation = Kelpa::get(p, "aggregation");
+    derived = Kelpa::get(p, "isDerived");
+  }
+  other->destroyModel();
+  const Object copies[] = {body, aggregation, derived};
+  body = Object();
+  aggregation = Object();
+  EXPECT_EQ(String(copies[0]), String("kept"));
+  EXPECT_EQ(copies[0]->toString(Deviant()).str(), "kept");
+  EXPECT_EQ(copies[0]->getRuvoName(false), String::getTypeName());
+  EXPECT_EQ(zorbel::AggregationKind(copies[1]),
+            zorbel::AggregationKind(zorbel::AggregationKind::kShared));
+  EXPECT_EQ(copies[1]->getRuvoName(false), zorbel::AggregationKind::getTypeName());
+  EXPECT_TRUE(Boolean(copies[2]));
+  EXPECT_EQ(copies[2]->toString(Deviant()).str(), "true");
+}
+
 TEST_F(Reflection, RequiredValuesArePresentAndRemovingThemDoesAsTheAccessorDoes) {
   const zorbel::Property p = zorbel::Property::create(model);
   const Kelpa::IntrospectiveMethods& m = record("Property");

@@ -73,6 +73,23 @@ TYPED_TEST(ZorbelValueType, BoxesUnderItsTypeNameAndReadsBack) {
   EXPECT_TRUE(TypeParam(static_cast<const Kelpa::ImmutableValueObject&>(valueObject)) == value);
 }
 
+// Every value of the library is small enough to travel inside its box's any: boxing one
+// makes the box and nothing else. Copies of the box share it.
+TYPED_TEST(ZorbelValueType, IsHeldInsideItsBox) {
+  const TypeParam value = sample<TypeParam>();
+  EXPECT_TRUE(Tovi::any(value).holdsInline());
+  Kelpa::Object object = value;
+  const Tovi::any* held = Kelpa::valueOf(object);
+  ASSERT_NE(held, nullptr);
+  EXPECT_TRUE(held->holdsInline());
+  const Kelpa::Object copy = object;
+  object = Kelpa::Object();
+  EXPECT_EQ(Kelpa::valueOf(copy), held);
+  EXPECT_TRUE(TypeParam(copy) == value);
+  EXPECT_EQ(copy->toString(Kelpa::Deviant()).str(),
+            TypeParam::getTypeInfo().convertToString(Tovi::any(value)));
+}
+
 TYPED_TEST(ZorbelValueType, NullOrDeadObjectGivesTheDefault) {
   EXPECT_TRUE(TypeParam(Kelpa::Object()) == TypeParam());
   EXPECT_TRUE(TypeParam(Kelpa::ImmutableValueObject()) == TypeParam());

@@ -56,10 +56,11 @@ template bool readNumber(const std::string&, std::uint32_t&);
 template std::string printNumber(std::int32_t, const std::string&);
 template std::string printNumber(std::uint32_t, const std::string&);
 
-const Tovi::any* boxedValue(const Kelpa::ImmutableObject& object, const std::string& typeName) {
+const Tovi::any* boxedValue(const Kelpa::ImmutableObject& object, std::string (*typeName)()) {
   if (object.isNull() || !object->deviant_isValid(object.getDeviant())) return nullptr;
-  const Kelpa::ImmutableValueObject value(object);
-  if (value.isNull()) raiseInternalAssertion(typeName, kNotAValueLine);
+  const auto* value =
+      Kelpa::detail::castTo<const Kelpa::NSInterface::ValueObjectIntf>(object.get());
+  if (!value) raiseInternalAssertion(typeName(), kNotAValueLine);
   // The caller's handle keeps the object, and so the any, alive.
   return &value->getValue();
 }

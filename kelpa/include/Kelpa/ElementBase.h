@@ -159,6 +159,10 @@ class ElementIdentity : public Intf {
     if (!Ops.metaclass) return Intf::getMetaClass();
     return metaClassHandle(*Ops.metaclass());
   }
+  const NSInterface::ClassIntf* getMetaClassPtr() const override {
+    if (!Ops.metaclass) return Intf::getMetaClassPtr();
+    return *Ops.metaclass();
+  }
   const ElementEnds* getElementEnds() const override { return Ops.ends; }
   Sequence<ClassObject> getContaineeKelpas(Deviant d) override {
     Sequence<Object> s =

@@ -8,9 +8,11 @@
 // type per primitive. The kernel then reads and writes any property of any element by
 // name or by ImmutableProperty, through the record of the class that declares it.
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 #include <unordered_map>
 #include <vector>
 
@@ -244,13 +246,16 @@ class ClassIntf : public TypeIntf {
   // Own and inherited properties: own first, then each base's in declaration order,
   // each property once.
   const std::vector<PropertyIntf*>& getAllProperties() const noexcept { return fAll; }
-  // The property of that name, own before inherited; null if none. A hash lookup.
+  // The property of that name, own before inherited; null if none. The property found
+  // last is tried first, then a hash lookup.
   PropertyIntf* findProperty(std::string_view name) const;
   // Whether this class is other or has it among its ancestors.
   bool conformsTo(const ClassIntf* other) const;
   const IntrospectiveMethods* getIntrospectiveMethods() const noexcept { return fMethods; }
   // Whether the object is of this class or a descendant. Through the cast of the class's
   // interface when a visitor tag is bound to its qualified name, else by its metaclass.
+  // The cast answers alike for every object of one C++ type, so the type of the last
+  // object it accepted is kept and another object of that type takes no cast.
   bool isInstance(const ClassObjectIntf* object) const;
 
   // Construction by the kernel.
@@ -270,6 +275,9 @@ class ClassIntf : public TypeIntf {
   const IntrospectiveMethods* fMethods = nullptr;
   CooperativeVisitor::internal::ClassInfo fTag;
   bool fHasTag = false;
+  // What isInstance and findProperty found last; both forgotten by update().
+  mutable std::atomic<const std::type_info*> fInstanceType{nullptr};
+  mutable std::atomic<PropertyIntf*> fLastFound{nullptr};
 };
 
 class PackageIntf : public MetaObjectIntf {

@@ -82,6 +82,9 @@ class ClassObjectIntf : public ObjectIntf {
   // The element's metaclass in the meta-registry; a null handle for an object whose
   // class the registry does not know.
   virtual MetaHandle<ClassIntf> getMetaClass() const;
+  // The class that getMetaClass() gives, or null, without making a handle: for the
+  // kernel's look-ups, which ask for it on every call by name.
+  virtual const ClassIntf* getMetaClassPtr() const;
   MetaHandle<TypeIntf> getMetaType(Deviant d) const override;
 
   // The kernel's record of the class: stereotype instances (1), external id (2),

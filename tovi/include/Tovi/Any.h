@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <new>
 #include <type_traits>
 #include <typeinfo>
@@ -24,8 +25,16 @@ struct PointerLevel<T*>
 }  // namespace detail
 
 // A copyable value of any copyable type.
+//
+// A small value that moves without throwing (a number, a shared text, an enumeration
+// literal, a pointer) is held inside the any itself, so that making, copying and dropping
+// one allocates nothing; a larger one is held on the heap and a move hands its holder over.
+// Either way content() is the holder of the value, which any_cast reads.
 class any {
  public:
+  // Room for a holder of a value of up to two words, less the holder's own word.
+  static constexpr std::size_t kInlineSize = 2 * sizeof(void*);
+
   class placeholder {
    public:
     virtual ~placeholder();
@@ -33,7 +42,12 @@ class any {
     virtual const char* typeName() const = 0;
     // 0 for T, 1 for T*, 2 for T**, ...
     virtual int pointerLevel() const = 0;
-    virtual placeholder* clone() const = 0;
+    // A copy of this holder: made in buffer (kInlineSize bytes) when the value is held
+    // inline, else on the heap.
+    virtual placeholder* clone(void* buffer) const = 0;
+    // This inline holder's value moved into a new holder made in buffer; this holder is
+    // left to be destroyed. Only called for values held inline.
+    virtual placeholder* moveTo(void* buffer) noexcept = 0;
   };
 
   template <class T>
@@ -43,9 +57,30 @@ class any {
     explicit holder(T&& value) : held(std::move(value)) {}
     holder& operator=(const holder&) = delete;
 
+    // Whether a holder of T is made inside the any.
+    static constexpr bool kInline() {
+      return sizeof(holder) <= kInlineSize && alignof(holder) <= alignof(void*) &&
+             std::is_nothrow_move_constructible_v<T>;
+    }
+
     const char* typeName() const override { return typeid(T).name(); }
     int pointerLevel() const override { return detail::PointerLevel<T>::value; }
-    placeholder* clone() const override { return new holder(held); }
+    placeholder* clone(void* buffer) const override {
+      if constexpr (kInline()) {
+        return ::new (buffer) holder(held);
+      } else {
+        (void)buffer;
+        return new holder(held);
+      }
+    }
+    placeholder* moveTo(void* buffer) noexcept override {
+      if constexpr (kInline()) {
+        return ::new (buffer) holder(std::move(held));
+      } else {
+        (void)buffer;
+        return nullptr;  // never asked: a heap holder is handed over whole
+      }
+    }
     // Held values are many and small: they come from the small-object pools, unless they
     // need a stricter alignment than the pools' slots give.
     static constexpr bool kPooled = alignof(T) <= detail::SmallObjectPool::kGranule;
@@ -65,36 +100,83 @@ class any {
     T held;
   };
 
-  any() = default;
+  any() noexcept = default;
   // Arrays and functions are stored decayed, so any("text") holds a const char*.
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, any>>>
-  any(const T& value) : fContent(new holder<std::decay_t<const T>>(value)) {}
+  any(const T& value) {
+    make<std::decay_t<const T>>(value);
+  }
   // A temporary is moved in rather than copied.
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, any> &&
                                               !std::is_reference_v<T> && !std::is_array_v<T>>>
-  any(T&& value) : fContent(new holder<std::decay_t<T>>(std::move(value))) {}
-  any(const any& other) : fContent(other.fContent ? other.fContent->clone() : nullptr) {}
-  any(any&& other) noexcept : fContent(std::exchange(other.fContent, nullptr)) {}
+  any(T&& value) {
+    make<std::decay_t<T>>(std::move(value));
+  }
+  any(const any& other) : fContent(other.fContent ? other.fContent->clone(fBuffer) : nullptr) {}
+  any(any&& other) noexcept { take(other); }
   any& operator=(const any& other) {
-    any(other).swap(*this);
+    if (this != &other) {
+      any copy(other);
+      reset();
+      take(copy);
+    }
     return *this;
   }
   any& operator=(any&& other) noexcept {
-    any(std::move(other)).swap(*this);
+    if (this != &other) {
+      reset();
+      take(other);
+    }
     return *this;
   }
-  ~any() { delete fContent; }
+  ~any() { reset(); }
 
-  bool empty() const { return fContent == nullptr; }
+  bool empty() const noexcept { return fContent == nullptr; }
   // nullptr when empty.
   const char* typeName() const { return fContent ? fContent->typeName() : nullptr; }
   // 0 when empty.
   int pointerLevel() const { return fContent ? fContent->pointerLevel() : 0; }
-  placeholder* content() const { return fContent; }
-  void swap(any& other) noexcept { std::swap(fContent, other.fContent); }
+  placeholder* content() const noexcept { return fContent; }
+  // Whether the value is held inside the any rather than on the heap; false when empty.
+  bool holdsInline() const noexcept {
+    return fContent && static_cast<const void*>(fContent) == static_cast<const void*>(fBuffer);
+  }
+  void swap(any& other) noexcept {
+    if (this == &other) return;
+    any tmp(std::move(other));
+    other.take(*this);
+    take(tmp);
+  }
 
  private:
+  template <class H, class V>
+  void make(V&& value) {
+    if constexpr (holder<H>::kInline())
+      fContent = ::new (static_cast<void*>(fBuffer)) holder<H>(std::forward<V>(value));
+    else
+      fContent = new holder<H>(std::forward<V>(value));
+  }
+  // Takes other's value into this empty any; other is left empty.
+  void take(any& other) noexcept {
+    if (!other.fContent) return;
+    if (other.holdsInline()) {
+      fContent = other.fContent->moveTo(fBuffer);
+      other.reset();
+    } else {
+      fContent = std::exchange(other.fContent, nullptr);
+    }
+  }
+  void reset() noexcept {
+    if (!fContent) return;
+    if (holdsInline())
+      fContent->~placeholder();
+    else
+      delete fContent;
+    fContent = nullptr;
+  }
+
   placeholder* fContent = nullptr;
+  alignas(void*) unsigned char fBuffer[kInlineSize];
 };
 
 class bad_any_cast : public std::bad_cast {

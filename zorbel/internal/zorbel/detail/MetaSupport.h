@@ -3,9 +3,11 @@
 // is built, the passes that build, update and take it down, and the pieces of the eight
 // property functions of every metaclass (the object check, the conversions between
 // Kelpa::Object and typed values, the messages).
+#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <type_traits>
+#include <typeinfo>
 
 #include <Kelpa/Cleanup.h>
 #include <Kelpa/Meta.h>
@@ -108,10 +110,21 @@ enum class Function {
                                                   Function function, unsigned int index);
 
 // The object as the class's interface; "illegal object" if it is null or of another class.
+// The cast answers alike for every object of one C++ type; the type of the last object
+// whose interface lay at its start (the pointer unchanged, as for every class on its
+// first-base chain) is kept, and another object of that type takes no cast.
 template <class Intf>
 Intf* target(const ClassObjectIntf* object, const char* path) {
-  Intf* self = Kelpa::detail::castTo<std::remove_const_t<Intf>>(object);
+  using Plain = std::remove_const_t<Intf>;
+  static std::atomic<const std::type_info*> atStart{nullptr};
+  if (__builtin_expect(object == nullptr, false)) raiseIllegalObject(path);
+  const std::type_info* type = &typeid(*object);
+  if (atStart.load(std::memory_order_relaxed) == type)
+    return Kelpa::primary_cast<Plain>(const_cast<ClassObjectIntf*>(object));
+  Intf* self = Kelpa::detail::castTo<Plain>(object);
   if (__builtin_expect(self == nullptr, false)) raiseIllegalObject(path);
+  if (static_cast<const void*>(self) == static_cast<const void*>(object))
+    atStart.store(type, std::memory_order_relaxed);
   return self;
 }
 
@@ -132,9 +145,13 @@ inline Kelpa::Object toObject(String&& value) {
 }
 
 // An Object as a typed value or handle; a handle of an unfitting class is a null handle.
+// A string is read where its box holds it: the setter it is passed to copies it if it keeps it.
 template <class T>
-T fromObject(const Kelpa::Object& value) {
-  return T(value);
+decltype(auto) fromObject(const Kelpa::Object& value) {
+  if constexpr (std::is_same_v<T, String>)
+    return boxedRef<String>(value);
+  else
+    return T(value);
 }
 
 // A stored sequence as the generic sequence of the kernel, with the deviant passed in.

@@ -43,15 +43,30 @@ template <class T>
 TOVI_LOCAL std::string printNumber(T number, const std::string& typeName);
 
 // The any boxed in object, or null for a null handle or an object that does not exist in
-// its deviant. A live object that is no value raises.
-const Tovi::any* boxedValue(const Kelpa::ImmutableObject& object, const std::string& typeName);
+// its deviant. A live object that is no value raises against the source of the type that
+// typeName gives (asked for only then).
+const Tovi::any* boxedValue(const Kelpa::ImmutableObject& object, std::string (*typeName)());
 
 // The T boxed in object; T() when there is none. An any of another type raises
 // Tovi::bad_any_cast.
 template <class T>
 T unboxValue(const Kelpa::ImmutableObject& object) {
-  const Tovi::any* value = boxedValue(object, T::getTypeName());
+  const Tovi::any* value = boxedValue(object, &T::getTypeName);
   return value ? Tovi::any_cast<T>(*value) : T();
+}
+
+// The same T where the box holds it, for as long as object's handle keeps the box; a
+// default T when there is none. Spares the copy of a value that is only read.
+template <class T>
+const T& boxedRef(const Kelpa::ImmutableObject& object) {
+  const Tovi::any* value = boxedValue(object, &T::getTypeName);
+  if (!value) {
+    static const T none{};
+    return none;
+  }
+  const T* held = Tovi::any_cast<T>(value);
+  if (!held) throw Tovi::bad_any_cast();
+  return *held;
 }
 
 // value as a kernel object of its registered type.
