@@ -48,6 +48,18 @@ MultiIndexImplInternal::MultiIndexImplForRefs* refSequenceOf(Generic::SequenceIn
              : nullptr;
 }
 
+// What an association reads and then writes: the owner's stored sequence, resolved once
+// for reading and reused for the write when the write state is the one read; or, over
+// any other view, the view itself both times.
+GenericDeviantSequence::Read readThrough(GenericDeviantSequence* stored,
+                                         Generic::SequenceIntf* view) {
+  return stored ? stored->readingWithState() : GenericDeviantSequence::Read{nullptr, view};
+}
+Generic::SequenceIntf* writeThrough(GenericDeviantSequence* stored,
+                                    const GenericDeviantSequence::Read& read) {
+  return stored ? stored->writingAfter(read) : read.sequence;
+}
+
 int positionIn(const Generic::SequenceIntf* view, Generic::IteratorIntf* it) {
   const auto* p = dynamic_cast<const PositionIterator*>(it);
   if (!p || p->view() != view) fail(kViewSource, __LINE__, "iterator of another sequence");
@@ -345,8 +357,7 @@ void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEn
                                           const Object& value) {
   // Every check reads the stored sequence found once here; nothing is written (and no
   // state of a deviation is made) before all of them have passed.
-  const GenericDeviantSequence::Read read =
-      fStored ? fStored->readingWithState() : GenericDeviantSequence::Read{nullptr, fView.get()};
+  const GenericDeviantSequence::Read read = readThrough(fStored, fView.get());
   Generic::SequenceIntf* stored = read.sequence;
   const int n = stored->generic_size();
   if (atEnd)
@@ -376,7 +387,7 @@ void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEn
     // That may have been this very owner, so the sequence to write is found after.
     detail::detachFromContainer(element, fThis.getDeviant());
   }
-  Generic::SequenceIntf* target = fStored ? fStored->writingAfter(read) : stored;
+  Generic::SequenceIntf* target = writeThrough(fStored, read);
   if (fComposite) index = std::min(index, target->generic_size());
   if (auto* targetRefs = key ? refSequenceOf(target) : nullptr)
     targetRefs->insertKey(index, key);
@@ -386,18 +397,10 @@ void GenericAssociationSequence::insertAt(const Deviant& d, int index, bool atEn
 }
 
 void GenericAssociationSequence::generic_eraseAt(const Deviant& d, int index) {
-  if (!fStored) {
-    Generic::SequenceIntf* view = fView.get();
-    checkIndex(index, view->generic_size());
-    const Object element = view->generic_at(index, d);
-    view->generic_eraseAt(d, index);
-    unlinkOpposite(element);
-    return;
-  }
-  const GenericDeviantSequence::Read read = fStored->readingWithState();
+  const GenericDeviantSequence::Read read = readThrough(fStored, fView.get());
   checkIndex(index, read.sequence->generic_size());
   const Object element = read.sequence->generic_at(index, d);
-  fStored->writingAfter(read)->generic_eraseAt(d, index);
+  writeThrough(fStored, read)->generic_eraseAt(d, index);
   unlinkOpposite(element);
 }
 

@@ -32,9 +32,11 @@ def strip_brackets(text):
     i = 0
     while i < len(text):
         ch = text[i]
-        if text.startswith("operator", i) and depth == 0:
-            # An operator's name may hold brackets of its own: keep it whole up to '('.
-            end = text.find("(", i + len("operator") + 1 if text.startswith("operator()", i) else i)
+        if depth == 0 and text.startswith("operator", i):
+            # An operator's name may hold brackets of its own ("operator<", "operator()"):
+            # it runs whole to the '(' of its parameters.
+            start = i + len("operator()") if text.startswith("operator()", i) else i
+            end = text.find("(", start)
             out.append(text[i:end if end >= 0 else len(text)])
             break
         if ch == "<":
