@@ -1,0 +1,2 @@
+#include <zorbel/xmi/Xmi.h>
+

@@ -1,0 +1,157 @@
+#pragma once
+// Reading XMI files into a model.
+//
+// read() and readString() parse a document in the OMG dialect (XMI 2.1 ... 2013 with the
+// dated UML namespaces) or the Eclipse dialect (the eclipse.org UML namespaces), make
+// each element through the model's factory by metaclass name and fill it through
+// reflection by property name, so that association ends, ownership and unions are kept
+// as for any other client. The whole read is one transaction on the model handle's
+// deviant: it is committed when the document has been read, and on any fatal error the
+// model is left exactly as it was.
+//
+// What is kept besides the model's own properties
+// -----------------------------------------------
+// - xmi:id is the element's externalId; xmi:uuid is the ExternalToolInfo of tool
+//   "xmi-uuid" (the info is the uuid).
+// - hrefs to the standard primitive types (Boolean, Integer, Real, String,
+//   UnlimitedNatural under the pathmap UML_LIBRARIES or a dated OMG PrimitiveTypes.xmi)
+//   resolve to the package "PrimitiveTypes" that the reader makes once in the model: the
+//   package has externalId "_0", each type its name; all six carry the ExternalToolInfo
+//   of tool "xmi-library" with info "PrimitiveTypes", so that a writer writes hrefs to
+//   them instead of their contents.
+// - Everything the model has no place for is kept as text in the ExternalToolInfo of
+//   tool "xmi" of the element it belongs to (one info per element; content at document
+//   level goes to the first root element). The text is a sequence of records:
+//
+//       @<kind> <position> <length>\n<payload>\n
+//
+//   <length> is the payload's size in bytes (UTF-8), so a payload may hold anything.
+//   <kind> is one of
+//     child  - a child node of the element, verbatim XML (an element of an unknown
+//              metaclass or feature, xmi:Extension, eAnnotations, a value that did not
+//              parse, an href that did not resolve, a comment, text);
+//              <position> is its index among the element's child nodes (elements,
+//              comments and non-blank text, from 0);
+//     attr   - an attribute of the element, verbatim as name="value" (escaped as XML);
+//              <position> is its index among the element's attributes. For a reference
+//              written as a list of ids, only the ids that did not resolve are kept.
+//     doc    - (first root only) a child of xmi:XMI that is not a root element, such as
+//              a stereotype application; <position> is its index among the children of
+//              xmi:XMI.
+//     docattr - (first root only) an attribute of xmi:XMI other than xmlns
+//              declarations, e.g. xmi:version or xsi:schemaLocation.
+//   Every element payload is a self-contained XML fragment: it declares (xmlns) the
+//   namespace prefixes that it uses and that were declared above it.
+#include <cstddef>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <zorbel/zorbel.h>
+
+#define ZORBEL_XMI_API __attribute__((visibility("default")))
+
+namespace zorbel::xmi {
+
+enum class Dialect { Omg, Eclipse };
+// "OMG" or "Eclipse".
+ZORBEL_XMI_API const char* toString(Dialect dialect);
+
+// A reference that named nothing the reader could find; kept on its element.
+struct UnresolvedReference {
+  std::string property;  // "Property.type"
+  std::string target;    // the id or the href as written
+  std::size_t line = 0;
+};
+
+struct Warning {
+  std::size_t line = 0;
+  std::string text;
+};
+
+// What a read found.
+struct Report {
+  std::map<std::string, std::size_t> created;  // elements made, by metaclass name
+  std::vector<UnresolvedReference> unresolved;
+  std::map<std::string, std::size_t> unknown;  // content kept verbatim, by kind
+  std::vector<Warning> warnings;
+
+  std::size_t createdCount() const { return total(created); }
+  std::size_t unknownCount() const { return total(unknown); }
+
+ private:
+  static std::size_t total(const std::map<std::string, std::size_t>& counts) {
+    std::size_t n = 0;
+    for (const auto& entry : counts) n += entry.second;
+    return n;
+  }
+};
+
+// A fatal error: the model is as it was before the read. Line and column count from 1;
+// 0 when the error has no place in the text.
+class ZORBEL_XMI_API Error : public std::runtime_error {
+ public:
+  explicit Error(const std::string& message, std::size_t line = 0, std::size_t column = 0);
+  std::size_t line() const noexcept { return fLine; }
+  std::size_t column() const noexcept { return fColumn; }
+
+ private:
+  std::size_t fLine;
+  std::size_t fColumn;
+};
+
+// One document read into a model.
+struct Document {
+  std::string uri;  // the base URI it was read under
+  Dialect dialect = Dialect::Omg;
+  std::vector<Kelpa::ClassObject> roots;  // in document order
+  std::unordered_map<std::string, Kelpa::ClassObject> ids;  // by xmi:id
+  Report report;
+
+  // The element of that xmi:id, or a null handle.
+  ZORBEL_XMI_API Kelpa::ClassObject find(std::string_view id) const;
+};
+
+// Where the documents that hrefs name are: a file to read into the same model when a
+// reference first needs it, or a document already read into that model. Keyed by the
+// URI as the href writes it before '#' (also tried resolved against the base URI of the
+// document that refers). Documents it reads are kept here, so that later reads find them.
+class ZORBEL_XMI_API Resolver {
+ public:
+  Resolver();
+  ~Resolver();
+  Resolver(const Resolver&) = delete;
+  Resolver& operator=(const Resolver&) = delete;
+
+  void addFile(std::string uri, std::filesystem::path file);
+  // document must outlive the reads that use this resolver.
+  void addDocument(std::string uri, const Document& document);
+  // The document known under uri (given or read), or null.
+  const Document* find(std::string_view uri) const;
+
+  struct State;
+  State& state() const { return *fState; }
+
+ private:
+  std::unique_ptr<State> fState;
+};
+
+struct ReadOptions {
+  Resolver* resolver = nullptr;
+  // The URI of the document, for hrefs relative to it and hrefs to itself; read() uses
+  // the file's path when empty.
+  std::string baseUri;
+};
+
+// Reads into the deviant of the model handle. Raises Error; the model is unchanged then.
+ZORBEL_XMI_API Document read(const Kelpa::Model& model, const std::filesystem::path& file,
+                             const ReadOptions& options = {});
+ZORBEL_XMI_API Document readString(const Kelpa::Model& model, std::string_view xml,
+                                   const ReadOptions& options = {});
+
+}  // namespace zorbel::xmi
