@@ -57,6 +57,11 @@ TEST_F(ReaderTest, ElementsValuesAndTheThreeReferenceForms) {
   for (const auto& attribute : attributes) EXPECT_TRUE(same(one(attribute, "type"), doc.find("E")));
   const Kelpa::ClassObject a3 = doc.find("a3");
   EXPECT_TRUE(same(attributes[2], a3));
+  // The unions see what the reader added: the attributes are owned members of the class.
+  EXPECT_EQ(all(item, "ownedMember").size(), 3u);
+  EXPECT_EQ(all(item, "attribute").size(), 3u);
+  EXPECT_TRUE(same(one(a3, "owner"), item));
+  EXPECT_TRUE(same(one(a3, "class"), item));
   EXPECT_EQ(text(one(a3, "upperValue"), "value"), "*");
   EXPECT_EQ(zorbel::UnlimitedNatural(Kelpa::get(one(a3, "upperValue"), "value")).isUnlimited(), true);
   EXPECT_EQ(text(one(a3, "lowerValue"), "value"), "2");
