@@ -87,6 +87,42 @@ TEST_F(ReaderTest, OmgDialectUnderABareModelWithValuesAsChildText) {
   EXPECT_TRUE(doc.report.unknown.empty());
 }
 
+// Prefixes are bound where they are declared, innermost first, whatever their names.
+TEST_F(ReaderTest, NestedNamespaceDeclarations) {
+  const auto doc = read(R"(<xmi:XMI xmlns:xmi="http://www.omg.org/spec/XMI/20131001"
+    xmlns:uml="http://www.omg.org/spec/UML/20131001">
+  <uml:Package xmi:id="p">
+    <packagedElement xmlns:u="http://www.omg.org/spec/UML/20131001" u:type="u:Class" xmi:type="u:Class" xmi:id="c"/>
+    <packagedElement xmlns:x="http://www.omg.org/spec/XMI/20131001" x:type="uml:Interface" x:id="i"/>
+    <packagedElement xmlns:uml="urn:other" xmi:type="uml:Class" xmi:id="o"/>
+  </uml:Package>
+</xmi:XMI>)");
+  EXPECT_EQ(doc.report.created, (std::map<std::string, std::size_t>{{"Class", 1}, {"Interface", 1}, {"Package", 1}}));
+  EXPECT_FALSE(doc.find("c").isNull());
+  EXPECT_FALSE(doc.find("i").isNull());
+  // uml: means another namespace there, so that element is no UML class; it is kept, and
+  // u:type is an attribute of the UML namespace, not of the metaclass.
+  EXPECT_EQ(doc.report.unknown.at("unknown metaclass uml:Class"), 1u);
+  EXPECT_EQ(doc.report.unknown.at("attribute u:type"), 1u);
+  EXPECT_NE(kept(doc.roots[0]).find("<packagedElement xmlns:uml=\"urn:other\" xmi:type=\"uml:Class\""),
+            std::string::npos);
+}
+
+// A read into a deviation leaves the root deviant as it was. (The model's root objects
+// are the root deviant's, so the deviation's new roots are not among them.)
+TEST_F(ReaderTest, ReadIntoADeviation) {
+  const Kelpa::Deviant deviation = model->createDeviant();
+  Kelpa::Model there = model;
+  there.setDeviant(deviation);
+  const auto doc = zorbel::xmi::readString(
+      there, eclipse(R"(<uml:Model xmi:id="m"><packagedElement xmi:type="uml:Class" xmi:id="c" name="C"/></uml:Model>)"));
+  EXPECT_EQ(doc.roots[0].getDeviant(), deviation);
+  EXPECT_EQ(text(doc.find("c"), "name"), "C");
+  EXPECT_FALSE(Kelpa::ClassObject(doc.find("c").get(), d()).isValid());
+  EXPECT_EQ(model->getRootObjects(d()).size(), 0);
+  model->removeDeviant(deviation);
+}
+
 // memberEnd is ordered: the association's list decides the order even where a member
 // end's association attribute comes first in the file, and no end is added twice.
 TEST_F(ReaderTest, BothEndsWrittenKeepTheOrderedEndsOrder) {
