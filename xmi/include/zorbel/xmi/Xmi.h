@@ -9,6 +9,28 @@
 // deviant: it is committed when the document has been read, and on any fatal error the
 // model is left exactly as it was.
 //
+// How the document maps to the model
+// ------------------------------------
+// - The metaclass is the one xmi:type names in the document's UML namespace, or, where
+//   xmi:type is left out, the type of the property that holds the element.
+// - An attribute or a child element names a property of the element's metaclass; the
+//   most specific of that name, as for reflection by name, so a Class's ownedAttribute
+//   is Class.ownedAttribute, which keeps a value of its own beside
+//   StructuredClassifier.ownedAttribute. Values of primitive and enumeration types are
+//   made from their text by the library's value types ("*" is the unlimited
+//   UnlimitedNatural); derived properties and derived unions are computed, never set.
+// - References are set once every element exists, in document order, those of ordered
+//   multi-valued properties first so that they keep the document's order; an end that
+//   the other end's write already set is not set again.
+// - An xmi:id that two elements share is fatal only when a reference names it (the
+//   reference would be ambiguous); otherwise it is a warning, and both keep it as their
+//   externalId (the OMG's UML.xmi repeats the ids of some package imports).
+// - Fatal, as Error: malformed XML, text not valid in its encoding or an encoding other
+//   than UTF-8, UTF-16, ISO-8859-1 and windows-1252, an unknown XMI or UML namespace, a
+//   root that is no xmi:XMI, Model, Package or Profile, an element or reference of a
+//   metaclass the property does not take, a reference that would close a containment
+//   cycle, an ambiguous id.
+//
 // What is kept besides the model's own properties
 // -----------------------------------------------
 // - xmi:id is the element's externalId; xmi:uuid is the ExternalToolInfo of tool
@@ -119,8 +141,11 @@ struct Document {
 
 // Where the documents that hrefs name are: a file to read into the same model when a
 // reference first needs it, or a document already read into that model. Keyed by the
-// URI as the href writes it before '#' (also tried resolved against the base URI of the
-// document that refers). Documents it reads are kept here, so that later reads find them.
+// URI as the href writes it before '#' (a relative one is also tried resolved against
+// the base URI of the document that refers). The documents it reads are kept here, once
+// the read that needed them has committed, so that later reads find them: a read
+// changes its resolver, hence ReadOptions holds it by non-const pointer. Documents that
+// refer to each other are fine: a document being read is found under its base URI.
 class ZORBEL_XMI_API Resolver {
  public:
   Resolver();
