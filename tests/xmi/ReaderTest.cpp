@@ -237,6 +237,19 @@ TEST_F(ReaderTest, UnknownContentIsCountedAndKeptInPlace) {
             "xmlns:xmi=\"http://schema.omg.org/spec/XMI/2.1\"/>\n");
 }
 
+TEST_F(ReaderTest, CommentsAndInstructionsAroundTheDocumentAreKept) {
+  const auto doc = read(
+      "<?xml version=\"1.0\"?>\n<!-- made by hand -->\n"
+      "<uml:Package xmlns:uml=\"http://www.omg.org/spec/UML/20131001\"><?tool x?></uml:Package>\n"
+      "<?tool done?>\n");
+  EXPECT_EQ(doc.report.unknown,
+            (std::map<std::string, std::size_t>{{"comment", 1}, {"processing instruction", 2}}));
+  EXPECT_EQ(kept(doc.roots[0]),
+            "@child 0 10\n<?tool x?>\n"
+            "@outside 0 21\n<!-- made by hand -->\n"
+            "@outside 2 13\n<?tool done?>\n");
+}
+
 TEST_F(ReaderTest, EncodingsDeclaredOrMarked) {
   const std::string body =
       "<uml:Model xmlns:xmi=\"http://www.omg.org/spec/XMI/20131001\" "

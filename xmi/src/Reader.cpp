@@ -303,7 +303,8 @@ class Reader {
   void parse() {
     const pugi::xml_parse_result result = fXml.load_buffer(
         fText.data(), fText.size(),
-        pugi::parse_default | pugi::parse_comments | pugi::parse_ws_pcdata_single,
+        pugi::parse_default | pugi::parse_comments | pugi::parse_pi | pugi::parse_doctype |
+            pugi::parse_ws_pcdata_single,
         pugi::encoding_utf8);
     if (!result) {
       const auto offset = static_cast<std::size_t>(result.offset);
@@ -336,6 +337,21 @@ class Reader {
   }
 
   void readRoot() {
+    readDocumentElement();
+    // Comments, processing instructions and a document type around the document element.
+    std::size_t position = 0;
+    for (const pugi::xml_node& node : fXml.children()) {
+      if (node.type() == pugi::node_declaration) continue;
+      if (node.type() != pugi::node_element) {
+        if (fElements.empty()) fail("the document holds no UML element to keep its other content on", node);
+        fElements[0].kept.push_back({"outside", position, verbatim(node)});
+        ++fDoc.report.unknown[kindOf(node, {}, nullptr)];
+      }
+      ++position;
+    }
+  }
+
+  void readDocumentElement() {
     const pugi::xml_node root = fXml.document_element();
     ScopeGuard guard(fScope, root);
     const auto [prefix, local] = splitQName(root.name());
@@ -419,6 +435,8 @@ class Reader {
   std::string kindOf(const pugi::xml_node& node, std::string_view prefix,
                      const ClassIntf* metaclass) const {
     if (node.type() == pugi::node_comment) return "comment";
+    if (node.type() == pugi::node_pi) return "processing instruction";
+    if (node.type() == pugi::node_doctype) return "document type";
     if (node.type() != pugi::node_element) return "text";
     if (metaclass) return std::string("abstract metaclass ") + node.name();
     if (isUml(prefix)) return std::string("unknown metaclass ") + node.name();
@@ -430,6 +448,7 @@ class Reader {
     switch (node.type()) {
       case pugi::node_element:
       case pugi::node_comment:
+      case pugi::node_pi:
         return true;
       case pugi::node_pcdata:
       case pugi::node_cdata:
@@ -482,6 +501,11 @@ class Reader {
     return property;
   }
 
+  // A property the reader can fill: of the metamodel, not computed, of a known type.
+  static bool isSettable(const PropertyIntf* property) {
+    return property->getType() && !property->isDerived() && !property->isDerivedUnion();
+  }
+
   static bool isDataType(const PropertyIntf* property) {
     return property->getType() && !dynamic_cast<const ClassIntf*>(property->getType());
   }
@@ -500,6 +524,13 @@ class Reader {
     }
     fS.set(fElements[element].object, *property, value);
     return true;
+  }
+
+  // 'id', or the metaclass and line of an element without one.
+  std::string describe(std::size_t element) const {
+    const ElementInfo& info = fElements[element];
+    if (!info.id.empty()) return "'" + info.id + "'";
+    return "the " + info.metaclass->getName() + " at line " + std::to_string(info.line);
   }
 
   std::string qualified(std::size_t element, const PropertyIntf* property) const {
@@ -557,8 +588,7 @@ class Reader {
     }
     const PropertyIntf* property = propertyOf(info.metaclass, name);
     if (!property) return keepIt("unknown feature " + info.metaclass->getName() + "." + std::string(name));
-    if (property->isDerived() || property->isDerivedUnion())
-      return keepIt("derived feature " + qualified(index, property));
+    if (!isSettable(property)) return keepIt("derived feature " + qualified(index, property));
     if (isDataType(property)) {
       if (!setValue(index, property, a.value(), line)) keepIt("value that did not parse");
       return;
@@ -581,8 +611,7 @@ class Reader {
       if (local == "eAnnotations") return keepIt("eAnnotations");
       return keepIt("unknown feature " + metaclass->getName() + "." + std::string(local));
     }
-    if (property->isDerived() || property->isDerivedUnion())
-      return keepIt("derived feature " + qualified(index, property));
+    if (!isSettable(property)) return keepIt("derived feature " + qualified(index, property));
     const std::size_t line = lineOf(child);
     if (isDataType(property)) {
       if (!setValue(index, property, child.child_value(), line)) keepIt("value that did not parse");
@@ -606,7 +635,7 @@ class Reader {
     const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
     if (!accepted || !childClass->conformsTo(accepted))
       fail("a " + childClass->getName() + " cannot be the value of " + qualified(index, property) +
-               " of '" + fElements[index].id + "'",
+               " of " + describe(index),
            child);
     const std::size_t childIndex = readElement(child, childClass);
     fS.set(fElements[index].object, *property, fElements[childIndex].object);
@@ -749,10 +778,11 @@ class Reader {
       const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
       if (!valueClass || !accepted || !valueClass->conformsTo(accepted))
         throw Error("'" + target.text + "' is a " + (valueClass ? valueClass->getName() : "?") +
-                        ", which " + qualified(pending.element, property) + " of '" + owner.id +
-                        "' does not accept (it takes a " + property->getType()->getName() + ")",
+                        ", which " + qualified(pending.element, property) + " of " +
+                        describe(pending.element) + " does not accept (it takes a " +
+                        property->getType()->getName() + ")",
                     pending.line);
-      checkCycle(owner, property, value, target, pending.line);
+      checkCycle(pending.element, property, value, target, pending.line);
       if (holds(owner.object, property, value)) continue;
       fS.set(owner.object, *property, value);
     }
@@ -787,8 +817,9 @@ class Reader {
   }
 
   // Raises when the reference would make an element contain itself.
-  void checkCycle(const ElementInfo& owner, const PropertyIntf* property, const ClassObject& value,
+  void checkCycle(std::size_t index, const PropertyIntf* property, const ClassObject& value,
                   const Target& target, std::size_t line) const {
+    const ElementInfo& owner = fElements[index];
     ClassObject container, containee;
     if (property->isComposite()) {
       container = owner.object, containee = value;
@@ -800,8 +831,8 @@ class Reader {
     for (ClassObject c = container; !c.isNull() && Kelpa::reflect::metaClassOf(c.get());
          c = c->getContainerKelpa(fS.d)) {
       if (c.get() == containee.get())
-        throw Error("containment cycle: " + qualified(static_cast<std::size_t>(&owner - fElements.data()), property) +
-                        " of '" + owner.id + "' names '" + target.text +
+        throw Error("containment cycle: " + qualified(index, property) + " of " +
+                        describe(index) + " names '" + target.text +
                         "', which already contains it",
                     line);
     }

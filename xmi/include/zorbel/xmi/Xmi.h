@@ -51,9 +51,10 @@
 //   <kind> is one of
 //     child  - a child node of the element, verbatim XML (an element of an unknown
 //              metaclass or feature, xmi:Extension, eAnnotations, a value that did not
-//              parse, an href that did not resolve, a comment, text);
-//              <position> is its index among the element's child nodes (elements,
-//              comments and non-blank text, from 0);
+//              parse, an href that did not resolve, a comment, a processing
+//              instruction, text); <position> is its index among the element's child
+//              nodes (elements, comments, processing instructions and non-blank text,
+//              from 0);
 //     attr   - an attribute of the element, verbatim as name="value" (escaped as XML);
 //              <position> is its index among the element's attributes. For a reference
 //              written as a list of ids, only the ids that did not resolve are kept.
@@ -61,7 +62,11 @@
 //              a stereotype application; <position> is its index among the children of
 //              xmi:XMI.
 //     docattr - (first root only) an attribute of xmi:XMI other than xmlns
-//              declarations, e.g. xmi:version or xsi:schemaLocation.
+//              declarations, e.g. xmi:version or xsi:schemaLocation;
+//     outside - (first root only) a comment, processing instruction or document type
+//              before or after the document element; <position> is its index among
+//              the document's top-level nodes (the XML declaration not counted, the
+//              document element counted).
 //   Every element payload is a self-contained XML fragment: it declares (xmlns) the
 //   namespace prefixes that it uses and that were declared above it.
 #include <cstddef>
