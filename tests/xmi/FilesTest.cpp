@@ -211,7 +211,17 @@ TEST_F(FilesTest, OmgMetamodelAndItsDuplicateIds) {
   ASSERT_EQ(uml.report.unresolved.size(), 1u);
   EXPECT_EQ(uml.report.unresolved[0].target, "pathmap://UML_PROFILES/Ecore.profile.uml#_0");
   const Kelpa::ClassObject import = uml.find("_packageImport.0");
-  EXPECT_EQ(text(one(import, "importedPackage"), "name"), "PrimitiveTypes");
+  const Kelpa::ClassObject library = one(import, "importedPackage");
+  EXPECT_EQ(text(library, "name"), "PrimitiveTypes");
+  const Kelpa::ClassObject boolean = one(uml.find("Classifier-isAbstract"), "type");
+  EXPECT_EQ(text(boolean, "name"), "Boolean");
+  EXPECT_TRUE(same(one(boolean, "owner"), library));
+  // The comment's body, written as child text, and its annotated element.
+  const Kelpa::ClassObject comment = uml.find("Classifier-isAbstract-_ownedComment.0");
+  EXPECT_TRUE(text(comment, "body").starts_with("If true, the Classifier can only be instantiated"));
+  EXPECT_TRUE(same(all(comment, "annotatedElement").at(0), uml.find("Classifier-isAbstract")));
+  // Both metamodels hold the same classes.
+  EXPECT_EQ(uml.report.created.at("Class"), 242u);
 }
 
 }  // namespace

@@ -419,13 +419,22 @@ TEST_F(FatalTest, ReferencesThatCannotBeSet) {
   <packagedElement xmi:type="uml:Class" xmi:id="y"><generalization general="x"/></packagedElement>
 </uml:Model>)")),
             "line 6: duplicate xmi:id 'x' at lines 4 and 5 is referenced at line 6");
+  // The primitive types library, made on the way for the first attribute, goes too.
   EXPECT_EQ(failure(eclipse(R"(<uml:Model xmi:id="m">
   <ownedComment xmi:id="note"/>
   <packagedElement xmi:type="uml:Class" xmi:id="c">
+    <ownedAttribute xmi:id="b"><type href="pathmap://UML_LIBRARIES/UMLPrimitiveTypes.library.uml#Boolean"/></ownedAttribute>
     <ownedAttribute xmi:id="p" type="note"/>
   </packagedElement>
 </uml:Model>)")),
-            "line 6: 'note' is a Comment, which Property.type of 'p' does not accept (it takes a Type)");
+            "line 7: 'note' is a Comment, which Property.type of 'p' does not accept (it takes a Type)");
+  EXPECT_EQ(failure(eclipse(R"(<uml:Model xmi:id="m">
+  <packagedElement xmi:type="uml:Class">
+    <ownedAttribute type="m"/>
+  </packagedElement>
+</uml:Model>)")),
+            "line 5: 'm' is a Model, which Property.type of the Property at line 5 does not accept "
+            "(it takes a Type)");
   EXPECT_EQ(failure(eclipse(R"(<uml:Model xmi:id="m">
   <packagedElement xmi:type="uml:Package" xmi:id="a">
     <packagedElement xmi:type="uml:Package" xmi:id="b">
