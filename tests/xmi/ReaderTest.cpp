@@ -237,6 +237,23 @@ TEST_F(ReaderTest, UnknownContentIsCountedAndKeptInPlace) {
             "xmlns:xmi=\"http://schema.omg.org/spec/XMI/2.1\"/>\n");
 }
 
+TEST_F(ReaderTest, ValuesThatDoNotParseAreWarnedAboutAndKept) {
+  const auto doc = read(eclipse(R"(<uml:Model xmi:id="m">
+  <packagedElement xmi:type="uml:Class" xmi:id="c" isAbstract="yes" visibility="secret">
+    <ownedAttribute xmi:id="p"><upperValue xmi:type="uml:LiteralUnlimitedNatural" xmi:id="u" value="many"/></ownedAttribute>
+  </packagedElement>
+</uml:Model>)"));
+  ASSERT_EQ(doc.report.warnings.size(), 3u);
+  EXPECT_EQ(doc.report.warnings[0].line, 4u);
+  EXPECT_EQ(doc.report.warnings[0].text, "'yes' is no Boolean for Class.isAbstract; kept as written");
+  EXPECT_EQ(doc.report.warnings[1].text, "'secret' is no VisibilityKind for Class.visibility; kept as written");
+  EXPECT_EQ(doc.report.warnings[2].text,
+            "'many' is no UnlimitedNatural for LiteralUnlimitedNatural.value; kept as written");
+  EXPECT_EQ(doc.report.unknown.at("value that did not parse"), 3u);
+  EXPECT_EQ(text(doc.find("c"), "isAbstract"), "false");
+  EXPECT_EQ(kept(doc.find("c")), "@attr 2 16\nisAbstract=\"yes\"\n@attr 3 19\nvisibility=\"secret\"\n");
+}
+
 TEST_F(ReaderTest, CommentsAndInstructionsAroundTheDocumentAreKept) {
   const auto doc = read(
       "<?xml version=\"1.0\"?>\n<!-- made by hand -->\n"

@@ -12,10 +12,8 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <set>
 #include <sstream>
-#include <unordered_set>
 
 #include <pugixml.hpp>
 
@@ -517,7 +515,7 @@ class Reader {
     Kelpa::ValueObject value;
     try {
       value = Kelpa::ValueObjectFactory::createFromString(type->getQualifiedName(), Kelpa::String(text));
-    } catch (const std::exception& e) {
+    } catch (const std::exception&) {
       fDoc.report.warnings.push_back(
           {line, "'" + text + "' is no " + type->getName() + " for " + qualified(element, property) + "; kept as written"});
       return false;
@@ -549,8 +547,6 @@ class Reader {
     const std::size_t line = lineOf(node);
     fElements.push_back({fS.create(metaclass), metaclass, {}, line, {}});
     ++fDoc.report.created[metaclass->getName()];
-    const ClassObject object = fElements[index].object;
-
     std::size_t position = 0;
     for (const pugi::xml_attribute& a : node.attributes()) {
       readAttribute(index, a, position++, line);
