@@ -340,6 +340,20 @@ TEST_F(ReaderTest, HrefsIntoOtherDocumentsThroughTheResolver) {
     EXPECT_TRUE(same(one(doc.find("p"), "type"), lib.find("Money")));
     ASSERT_EQ(doc.report.unresolved.size(), 1u);
     EXPECT_EQ(doc.report.unresolved[0].target, "other.uml#Money");
+
+    // A document of another model cannot be referred to: the ends would cross models.
+    Kelpa::Model elsewhere = zorbel::NSInterface::FactoryIntf::createNewModel();
+    const std::size_t objects = elsewhere->numberOfObjects();
+    try {
+      zorbel::xmi::readString(elsewhere, user, {&resolver, "dir/user.uml"});
+      ADD_FAILURE() << "read across models";
+    } catch (const zorbel::xmi::Error& e) {
+      EXPECT_STREQ(e.what(),
+                   "line 5: 'types.uml#Money' names an element of another model; documents that "
+                   "refer to each other are read into one model");
+    }
+    EXPECT_EQ(elsewhere->numberOfObjects(), objects);
+    elsewhere->destroyModel();
   }
   // A file read on demand, relative to the base URI, into the same model and kept by
   // the resolver for later reads.
@@ -405,6 +419,8 @@ TEST_F(FatalTest, MalformedAndUndecodableText) {
   EXPECT_EQ(failure(badUtf8), "line 4, column 58: invalid UTF-8 byte sequence");
   EXPECT_EQ(failure("<?xml version=\"1.0\" encoding=\"windows-1252\"?>\n<a name=\"\x81\"/>"),
             "line 2, column 10: byte 0x81 has no character in windows-1252");
+  EXPECT_EQ(failure("<?xml version=\"1.0\" encoding=\"UTF-16\"?><a/>"),
+            "line 1, column 31: document declares UTF-16 but is not written in it");
   EXPECT_EQ(failure("<?xml version=\"1.0\" encoding=\"EBCDIC-US\"?><a/>"),
             "line 1, column 31: unsupported encoding 'EBCDIC-US'");
   EXPECT_EQ(failure(std::string("\xFF\xFE<\0a\0/", 7)), "line 1, column 3: invalid UTF-16: odd number of bytes");

@@ -770,6 +770,10 @@ class Reader {
         unresolved.push_back(target.text);
         continue;
       }
+      if (value->getModelKelpa(value.getDeviant()).get() != fS.model.get())
+        throw Error("'" + target.text + "' names an element of another model; documents that refer " +
+                        "to each other are read into one model",
+                    pending.line);
       const ClassIntf* valueClass = Kelpa::reflect::metaClassOf(value.get());
       const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
       if (!valueClass || !accepted || !valueClass->conformsTo(accepted))
