@@ -79,15 +79,14 @@
 #include <unordered_map>
 #include <vector>
 
+#include <Tovi/Visibility.h>
 #include <zorbel/zorbel.h>
-
-#define ZORBEL_XMI_API __attribute__((visibility("default")))
 
 namespace zorbel::xmi {
 
 enum class Dialect { Omg, Eclipse };
 // "OMG" or "Eclipse".
-ZORBEL_XMI_API const char* toString(Dialect dialect);
+TOVI_EXPORT const char* toString(Dialect dialect);
 
 // A reference that named nothing the reader could find; kept on its element.
 struct UnresolvedReference {
@@ -121,7 +120,7 @@ struct Report {
 
 // A fatal error: the model is as it was before the read. Line and column count from 1;
 // 0 when the error has no place in the text.
-class ZORBEL_XMI_API Error : public std::runtime_error {
+class TOVI_EXPORT Error : public std::runtime_error {
  public:
   explicit Error(const std::string& message, std::size_t line = 0, std::size_t column = 0);
   std::size_t line() const noexcept { return fLine; }
@@ -141,7 +140,7 @@ struct Document {
   Report report;
 
   // The element of that xmi:id, or a null handle.
-  ZORBEL_XMI_API Kelpa::ClassObject find(std::string_view id) const;
+  TOVI_EXPORT Kelpa::ClassObject find(std::string_view id) const;
 };
 
 // Where the documents that hrefs name are: a file to read into the same model when a
@@ -151,7 +150,7 @@ struct Document {
 // the read that needed them has committed, so that later reads find them: a read
 // changes its resolver, hence ReadOptions holds it by non-const pointer. Documents that
 // refer to each other are fine: a document being read is found under its base URI.
-class ZORBEL_XMI_API Resolver {
+class TOVI_EXPORT Resolver {
  public:
   Resolver();
   ~Resolver();
@@ -179,9 +178,9 @@ struct ReadOptions {
 };
 
 // Reads into the deviant of the model handle. Raises Error; the model is unchanged then.
-ZORBEL_XMI_API Document read(const Kelpa::Model& model, const std::filesystem::path& file,
+TOVI_EXPORT Document read(const Kelpa::Model& model, const std::filesystem::path& file,
                              const ReadOptions& options = {});
-ZORBEL_XMI_API Document readString(const Kelpa::Model& model, std::string_view xml,
+TOVI_EXPORT Document readString(const Kelpa::Model& model, std::string_view xml,
                                    const ReadOptions& options = {});
 
 }  // namespace zorbel::xmi
