@@ -87,6 +87,24 @@ TEST_F(ReaderTest, OmgDialectUnderABareModelWithValuesAsChildText) {
   EXPECT_TRUE(doc.report.unknown.empty());
 }
 
+// A reference may not take an element out of the container the document nests it in:
+// navigableOwnedEnd names ends that ownedEnd holds, and the library keeps it as a
+// composite of its own. It is counted and kept as written.
+TEST_F(ReaderTest, ReferencesDoNotMoveNestedElements) {
+  const auto doc = read(eclipse(R"(<uml:Model xmi:id="m">
+  <packagedElement xmi:type="uml:Class" xmi:id="A"/>
+  <packagedElement xmi:type="uml:Association" xmi:id="AB" memberEnd="pb pa" navigableOwnedEnd="pb">
+    <ownedEnd xmi:id="pb" type="A" association="AB"/>
+    <ownedEnd xmi:id="pa" type="A" association="AB"/>
+  </packagedElement>
+</uml:Model>)"));
+  const Kelpa::ClassObject association = doc.find("AB");
+  EXPECT_EQ(all(association, "ownedEnd").size(), 2u);
+  EXPECT_TRUE(all(association, "navigableOwnedEnd").empty());
+  EXPECT_EQ(doc.report.unknown.at("reference to a nested element through Association.navigableOwnedEnd"), 1u);
+  EXPECT_EQ(kept(association), "@attr 3 22\nnavigableOwnedEnd=\"pb\"\n");
+}
+
 // Prefixes are bound where they are declared, innermost first, whatever their names.
 TEST_F(ReaderTest, NestedNamespaceDeclarations) {
   const auto doc = read(R"(<xmi:XMI xmlns:xmi="http://www.omg.org/spec/XMI/20131001"
@@ -476,6 +494,11 @@ TEST_F(FatalTest, ReferencesThatCannotBeSet) {
   </packagedElement>
 </uml:Model>)")),
             "line 6: containment cycle: Package.packagedElement of 'b' names 'a', which already "
+            "contains it");
+  EXPECT_EQ(failure(eclipse(R"(<uml:Model xmi:id="m">
+  <packagedElement xmi:type="uml:Package" xmi:id="b" packagedElement="m"/>
+</uml:Model>)")),
+            "line 4: containment cycle: Package.packagedElement of 'b' names 'm', which already "
             "contains it");
   EXPECT_EQ(failure(eclipse(R"(<uml:Model xmi:id="m">
   <packagedElement xmi:type="uml:Comment" xmi:id="c"/>

@@ -784,6 +784,11 @@ class Reader {
                     pending.line);
       checkCycle(pending.element, property, value, target, pending.line);
       if (holds(owner.object, property, value)) continue;
+      if (wouldMove(pending.element, property, value)) {
+        ++fDoc.report.unknown["reference to a nested element through " + qualified(pending.element, property)];
+        unresolved.push_back(target.text);
+        continue;
+      }
       fS.set(owner.object, *property, value);
     }
     if (unresolved.empty()) return;
@@ -808,6 +813,25 @@ class Reader {
     std::string text = verbatim(node);
     fScope.leave(entered);
     return text;
+  }
+
+  // The element's container, or null for a root.
+  ClassObject containerOf(const ClassObject& element) const {
+    ClassObject container = element->getContainerKelpa(fS.d);
+    return Kelpa::reflect::metaClassOf(container.get()) ? container : ClassObject();
+  }
+
+  // Whether setting value would take an element out of the container the document nests
+  // it in. A reference to a composite property (Operation.bodyCondition naming one of
+  // the operation's ownedRules, Association.navigableOwnedEnd naming an ownedEnd) or to
+  // a container would move what it names, as the library keeps such a property as a
+  // composite of its own; the nesting is what the document says about ownership, so
+  // such a reference is kept as written, not applied.
+  bool wouldMove(std::size_t element, const PropertyIntf* property, const ClassObject& value) const {
+    if (property->isComposite()) return !containerOf(value).isNull();
+    if (property->getOpposite() && property->getOpposite()->isComposite())
+      return !containerOf(fElements[element].object).isNull();
+    return false;
   }
 
   bool holds(const ClassObject& owner, const PropertyIntf* property, const ClassObject& value) const {

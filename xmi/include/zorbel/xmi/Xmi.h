@@ -22,6 +22,11 @@
 // - References are set once every element exists, in document order, those of ordered
 //   multi-valued properties first so that they keep the document's order; an end that
 //   the other end's write already set is not set again.
+// - Nesting decides ownership. A reference that would move a nested element into
+//   another composite property or container (Operation.bodyCondition naming one of the
+//   operation's ownedRules, Association.navigableOwnedEnd naming an ownedEnd: the
+//   library keeps such subsets as composites of their own) is kept as written, not
+//   applied, and counted.
 // - An xmi:id that two elements share is fatal only when a reference names it (the
 //   reference would be ambiguous); otherwise it is a warning, and both keep it as their
 //   externalId (the OMG's UML.xmi repeats the ids of some package imports).
