@@ -272,6 +272,16 @@ TEST_F(ReaderTest, ValuesThatDoNotParseAreWarnedAboutAndKept) {
   EXPECT_EQ(kept(doc.find("c")), "@attr 2 16\nisAbstract=\"yes\"\n@attr 3 19\nvisibility=\"secret\"\n");
 }
 
+// The meta package also holds the factory's class; xmi:type names UML metaclasses only.
+TEST_F(ReaderTest, OnlyUmlElementsAreMade) {
+  const auto doc = read(eclipse(R"(<uml:Model xmi:id="m">
+  <packagedElement xmi:type="uml:Factory"/><packagedElement xmi:type="uml:zorbel.Class"/>
+</uml:Model>)"));
+  EXPECT_EQ(doc.report.createdCount(), 1u);
+  EXPECT_EQ(doc.report.unknown.at("unknown metaclass uml:Factory"), 1u);
+  EXPECT_EQ(doc.report.unknown.at("unknown metaclass uml:zorbel.Class"), 1u);
+}
+
 TEST_F(ReaderTest, CommentsAndInstructionsAroundTheDocumentAreKept) {
   const auto doc = read(
       "<?xml version=\"1.0\"?>\n<!-- made by hand -->\n"

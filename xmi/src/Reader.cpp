@@ -227,8 +227,13 @@ struct Session {
     if (object.isNull()) throw Error("the factory makes no " + metaclass->getName());
     return object;
   }
+  // The metaclass of that plain name, or null; only UML elements, not the package's
+  // other classes (its Factory).
   const ClassIntf* metaclass(std::string_view name) const {
-    return dynamic_cast<const ClassIntf*>(package->findType(name));
+    if (name.find('.') != std::string_view::npos) return nullptr;
+    const auto* found = dynamic_cast<const ClassIntf*>(package->findType(name));
+    static const auto* element = dynamic_cast<const ClassIntf*>(package->findType("Element"));
+    return found && found->conformsTo(element) ? found : nullptr;
   }
   void set(const ClassObject& object, const PropertyIntf& property, const Kelpa::Object& value) {
     Kelpa::reflect::setOrAdd(object.get(), d, property, value, false);
