@@ -189,3 +189,29 @@ TOVI_EXPORT Document readString(const Kelpa::Model& model, std::string_view xml,
                                    const ReadOptions& options = {});
 
 }  // namespace zorbel::xmi
+
+namespace zorbel::xmi {
+
+struct WriteOptions {
+  Dialect dialect = Dialect::Eclipse;
+  // The elements to write with all they own, in this order; empty: the model's root
+  // objects, except the libraries that documents refer to by address.
+  std::vector<Kelpa::ClassObject> roots;
+  // Documents whose elements this one refers to by href ("uri#id") rather than by id.
+  std::vector<const Document*> documents;
+};
+
+// The document of the model handle's deviant, in UTF-8 with the newest namespaces of the
+// dialect. The same model writes the same bytes.
+ZORBEL_XMI_API std::string writeString(const Kelpa::Model& model, const WriteOptions& options = {});
+ZORBEL_XMI_API void write(const Kelpa::Model& model, const std::filesystem::path& file,
+                          const WriteOptions& options = {});
+
+// How two sets of trees differ, element by element: metaclass, ids, every property that
+// a document states (attributes by text, references by the place of their target in its
+// tree, composites in order) and the kept content. Each line names the place, such as
+// "/0/packagedElement.3 name: 'Order' / 'Orders'". Empty when they are alike.
+ZORBEL_XMI_API std::vector<std::string> compare(const std::vector<Kelpa::ClassObject>& a,
+                                                const std::vector<Kelpa::ClassObject>& b);
+
+}  // namespace zorbel::xmi
