@@ -1,6 +1,7 @@
 // Comparing two models element by element: each element is known by its place in its
 // tree (root index, then property name and position at each step down), so that a
 // model and the same model read back from a file match whatever ids were made.
+#include <algorithm>
 #include <regex>
 #include <unordered_map>
 
@@ -23,6 +24,8 @@ const ClassObjectIntf* asElement(const Kelpa::Object& v) {
   return Kelpa::ImmutableClassObject(v).get();
 }
 
+// The values a document states for the property: of lists that share a name, all their
+// elements; of single values, the first that differs from its default.
 std::vector<Kelpa::Object> valuesOf(const ClassObjectIntf* e, Deviant d,
                                     const PlannedProperty& p, const PropertyIntf*& which) {
   std::vector<Kelpa::Object> out;
@@ -33,12 +36,17 @@ std::vector<Kelpa::Object> valuesOf(const ClassObjectIntf* e, Deviant d,
     Kelpa::Object value = Kelpa::reflect::get(e, d, *candidate);
     if (candidate->isMultiValued()) {
       Kelpa::Sequence<Kelpa::Object> seq = Kelpa::asSequence(value);
-      for (int i = 0; i < seq.size(); ++i) out.push_back(seq.at(i));
-    } else if (!value.isNull()) {
-      out.push_back(value);
+      for (int i = 0; i < seq.size(); ++i) {
+        const Kelpa::Object v = seq.at(i);
+        if (p.candidates.size() == 1 ||
+            std::none_of(out.begin(), out.end(), [&](const Kelpa::Object& o) { return o.get() == v.get(); }))
+          out.push_back(v);
+      }
+      continue;
     }
+    if (!value.isNull()) out.push_back(value);
     // A redefined attribute: the candidate that differs from its default speaks.
-    if (p.candidates.size() == 1 || p.kind != PropertyKind::Attribute || p.multi) break;
+    if (p.candidates.size() == 1 || p.kind != PropertyKind::Attribute) break;
     const char* initial = candidate->getDefault();
     if (!out.empty() && !(initial && out.front()->toString(d).str() == initial)) break;
     if (candidate != p.candidates.back()) out.clear();

@@ -38,6 +38,8 @@ class DocumentWriter {
   DocumentWriter(Deviant d, const WriteOptions& options) : fDeviant(d), fOptions(options) {}
 
   std::string run(const std::vector<Kelpa::ClassObject>& roots) {
+    // Kept ids first, so that a made one never takes the id an element already has.
+    for (const auto& root : roots) reserveIds(root.get());
     for (const auto& root : roots) assignIds(root.get(), "");
     pugi::xml_document doc;
     auto decl = doc.append_child(pugi::node_declaration);
@@ -96,22 +98,42 @@ class DocumentWriter {
     return Kelpa::reflect::metaClassOf(element)->getName();
   }
 
-  // The element's kept id, or one made from its place: the owner's id, the property
-  // and the position, which gives the same id for the same model every time.
-  void assignIds(const ClassObjectIntf* element, const std::string& place) {
-    std::string id = element->getExternalId(fDeviant).str();
-    if (id.empty()) id = place.empty() ? "_root." + std::to_string(fIds.size()) : place;
-    while (!fTaken.insert(id).second) id += "_";
-    fIds.emplace(element, id);
-    const auto& plan = planOf(Kelpa::reflect::metaClassOf(element));
-    for (const PlannedProperty& p : plan.properties) {
+  template <class F>
+  void forEachContained(const ClassObjectIntf* element, F&& f) {
+    for (const PlannedProperty& p : planOf(Kelpa::reflect::metaClassOf(element)).properties) {
       if (p.kind != PropertyKind::Composite) continue;
       int i = 0;
       forEachValue(element, p, [&](const Kelpa::Object& v) {
-        if (auto* child = asElement(v)) assignIds(child, id + "." + p.name + "." + std::to_string(i));
+        if (auto* child = asElement(v)) f(child, p.name, i);
         ++i;
       });
     }
+  }
+
+  void reserveIds(const ClassObjectIntf* element) {
+    std::string id = element->getExternalId(fDeviant).str();
+    if (!id.empty() && fTaken.insert(id).second) fIds.emplace(element, std::move(id));
+    forEachContained(element, [&](const ClassObjectIntf* child, const std::string&, int) {
+      reserveIds(child);
+    });
+  }
+
+  // The element's kept id, or one made from its place: the owner's id, the property
+  // and the position, which gives the same id for the same model every time. Of two
+  // elements with one kept id, the second gets a new one.
+  void assignIds(const ClassObjectIntf* element, const std::string& place) {
+    auto it = fIds.find(element);
+    if (it == fIds.end()) {
+      std::string id = element->getExternalId(fDeviant).str();
+      if (id.empty()) id = place.empty() ? "_root." + std::to_string(fRoots) : place;
+      while (!fTaken.insert(id).second) id += "_";
+      it = fIds.emplace(element, std::move(id)).first;
+    }
+    if (place.empty()) ++fRoots;
+    const std::string id = it->second;
+    forEachContained(element, [&](const ClassObjectIntf* child, const std::string& name, int i) {
+      assignIds(child, id + "." + name + "." + std::to_string(i));
+    });
   }
 
   static const ClassObjectIntf* asElement(const Kelpa::Object& v) {
@@ -124,14 +146,24 @@ class DocumentWriter {
                                    F&& f) {
     const PropertyIntf* property = chosen(element, p);
     if (!property) return nullptr;
-    Kelpa::Object value = Kelpa::reflect::get(element, fDeviant, *property);
     // A redefinition may bound a list to one value (Extension.ownedEnd).
-    if (property->isMultiValued()) {
-      Kelpa::Sequence<Kelpa::Object> seq = Kelpa::asSequence(value);
+    if (!property->isMultiValued()) {
+      Kelpa::Object value = Kelpa::reflect::get(element, fDeviant, *property);
+      if (!value.isNull()) f(value);
+      return property;
+    }
+    // Lists of one name are written as one: a redefining list keeps elements of its own.
+    std::unordered_set<const Kelpa::NSInterface::ObjectIntf*> seen;
+    for (const PropertyIntf* candidate : p.candidates) {
+      if (!candidate->isMultiValued() || !Kelpa::reflect::has(element, fDeviant, *candidate))
+        continue;
+      Kelpa::Sequence<Kelpa::Object> seq =
+          Kelpa::asSequence(Kelpa::reflect::get(element, fDeviant, *candidate));
       const int n = seq.size();
-      for (int i = 0; i < n; ++i) f(seq.at(i));
-    } else if (!value.isNull()) {
-      f(value);
+      for (int i = 0; i < n; ++i) {
+        const Kelpa::Object v = seq.at(i);
+        if (p.candidates.size() == 1 || seen.insert(v.get()).second) f(v);
+      }
     }
     return property;
   }
@@ -320,6 +352,7 @@ class DocumentWriter {
   const WriteOptions& fOptions;
   std::unordered_map<const ClassObjectIntf*, std::string> fIds;
   std::unordered_set<std::string> fTaken;
+  std::size_t fRoots = 0;
 };
 
 }  // namespace
