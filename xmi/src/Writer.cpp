@@ -66,7 +66,7 @@ class DocumentWriter {
       for (const KeptRecord& r : docAttributes) restoreAttribute(top, r);
       for (const auto& root : roots) {
         auto node = top.append_child(("uml:" + metaclassName(root.get())).c_str());
-        writeBody(node, root.get(), fOptions.dialect == Dialect::Omg);
+        writeBody(node, root.get(), /*typeAttribute=*/false);  // the tag names the metaclass
       }
       for (const KeptRecord& r : docChildren) restoreChild(top, r);
     }
@@ -206,10 +206,12 @@ class DocumentWriter {
         case PropertyKind::Attribute:
           if (!property->isMultiValued()) {
             std::string text = values.front()->toString(fDeviant).str();
-            // A value equal to the default goes without saying; so does an empty text,
-            // which is what a string reads as when nothing was written.
+            // A value equal to the default goes without saying; so does the empty text
+            // of a string that always has a value, which is what it reads as when
+            // nothing was written. An optional one that was set to "" says so.
             const char* initial = property->getDefault();
-            if ((initial && text == initial) || (text.empty() && p.isString)) continue;
+            if ((initial && text == initial) || (text.empty() && p.isString && property->getLower() > 0))
+              continue;
             if (p.asElement) {
               children.emplace_back(&p, std::move(values));
               continue;
