@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs zorbel-xmi as a user would: stats on a real file, on a file that is no XMI,
-and with bad command lines. Usage: check_tool.py TOOL LIBRARY_UML"""
+"""Runs zorbel-xmi as a user would: stats, convert and roundtrip on a real file, on a
+file that is no XMI, and with bad command lines. Usage: check_tool.py TOOL LIBRARY_UML"""
 import os
 import subprocess
 import sys
@@ -41,7 +41,24 @@ def main():
         out = run(tool, "stats", os.path.join(scratch, "missing.uml"))
         check(out.returncode == 1 and "cannot open" in out.stderr, f"missing file: {out.stderr!r}")
 
-    for args in ([], ["stats"], ["convert", "a", "b"]):
+        # convert writes the other dialect, which reads back; roundtrip finds no difference.
+        omg = os.path.join(scratch, "library.xmi")
+        out = run(tool, "convert", library, omg, "--dialect", "omg")
+        check(out.returncode == 0 and out.stderr == "", f"convert: {out.returncode} {out.stderr!r}")
+        with open(omg, encoding="utf-8") as f:
+            check('xmlns:uml="http://www.omg.org/spec/UML/20161101"' in f.read(), "converted dialect")
+        out = run(tool, "stats", omg)
+        check(out.returncode == 0 and ": OMG dialect, 1 root element(s), 34 elements" in out.stdout,
+              f"stats of the converted file: {out.stdout!r}")
+        out = run(tool, "roundtrip", omg)
+        check(out.returncode == 0 and out.stdout.endswith(": 34 elements, 0 difference(s) after writing "
+                                                          + out.stdout.split("after writing ")[-1]),
+              f"roundtrip: {out.returncode} {out.stdout!r}")
+        out = run(tool, "convert", bad, omg)
+        check(out.returncode == 1 and "malformed XML" in out.stderr, f"convert of a bad file: {out.stderr!r}")
+
+    for args in ([], ["stats"], ["convert", "a"], ["convert", "a", "b", "--dialect", "uml"],
+                 ["roundtrip"], ["roundtrip", "a", "--dialect"]):
         out = run(tool, *args)
         check(out.returncode == 2 and out.stderr.startswith("usage: zorbel-xmi stats FILE"),
               f"usage for {args}: {out.returncode} {out.stderr!r}")
