@@ -53,7 +53,8 @@ def strip_brackets(text):
 
 
 def qualified_name(symbol):
-    name = strip_brackets(symbol)
+    # An ABI tag ("writeString[abi:cxx11]") is part of the symbol, not of the name.
+    name = re.sub(r"\[abi:[^\]]*\]", "", strip_brackets(symbol))
     # A template function's demangled name starts with its return type.
     if " " in name and "operator" not in name:
         name = name.rsplit(" ", 1)[1]

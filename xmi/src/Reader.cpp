@@ -395,7 +395,10 @@ class Reader {
     std::size_t position = 0;
     for (const pugi::xml_attribute& a : root.attributes()) {
       const std::string_view name = a.name();
-      if (name != "xmlns" && name.substr(0, 6) != "xmlns:") {
+      const auto [prefix, local] = splitQName(name);
+      // xmi:version belongs to the syntax: a writer states its own.
+      const bool version = !prefix.empty() && isXmi(prefix) && local == "version";
+      if (name != "xmlns" && name.substr(0, 6) != "xmlns:" && !version) {
         documentLevel.push_back({"docattr", position, name.data() + std::string("=\"") +
                                                           escapeAttribute(a.value()) + "\""});
         ++fDoc.report.unknown["document attribute"];
@@ -526,7 +529,25 @@ class Reader {
       return false;
     }
     fS.set(fElements[element].object, *property, value);
+    // A redefining attribute keeps a value of its own; the one it redefines, which the
+    // typed accessor of the plain name reads (getIsAbstract, getVisibility), gets the
+    // same value.
+    for (const PropertyIntf* other : redefinedBy(fElements[element].metaclass, property))
+      fS.set(fElements[element].object, *other, value);
     return true;
+  }
+
+  // The single-valued attributes of the metaclass that property redefines: those of the
+  // same name and type.
+  const std::vector<const PropertyIntf*>& redefinedBy(const ClassIntf* metaclass,
+                                                     const PropertyIntf* property) {
+    auto [it, added] = fRedefined.try_emplace({metaclass, property});
+    if (added && !property->isMultiValued())
+      for (const PropertyIntf* other : metaclass->getAllProperties())
+        if (other != property && other->getName() == property->getName() && !other->isMultiValued() &&
+            other->getType() == property->getType() && isSettable(other))
+          it->second.push_back(other);
+    return it->second;
   }
 
   // 'id', or the metaclass and line of an element without one.
@@ -582,7 +603,7 @@ class Reader {
       } else if (isXmi(prefix) && local == "uuid") {
         info.object->setExternalToolInfo(
             fS.d, Kelpa::ExternalToolInfo(Kelpa::String("xmi-uuid"), Kelpa::String(a.value())));
-      } else if (!(isXmi(prefix) && local == "type")) {
+      } else if (!(isXmi(prefix) && (local == "type" || local == "version"))) {
         keepIt(std::string("attribute ") + std::string(name));
       }
       return;
@@ -887,6 +908,7 @@ class Reader {
   std::string fUml;
   std::vector<ElementInfo> fElements;
   std::vector<Pending> fPending;
+  std::map<std::pair<const ClassIntf*, const PropertyIntf*>, std::vector<const PropertyIntf*>> fRedefined;
   std::unordered_map<std::string, std::size_t> fIdLines;
   std::map<std::string, std::pair<std::size_t, std::size_t>> fDuplicates;
 };

@@ -203,15 +203,15 @@ struct WriteOptions {
 
 // The document of the model handle's deviant, in UTF-8 with the newest namespaces of the
 // dialect. The same model writes the same bytes.
-ZORBEL_XMI_API std::string writeString(const Kelpa::Model& model, const WriteOptions& options = {});
-ZORBEL_XMI_API void write(const Kelpa::Model& model, const std::filesystem::path& file,
+TOVI_EXPORT std::string writeString(const Kelpa::Model& model, const WriteOptions& options = {});
+TOVI_EXPORT void write(const Kelpa::Model& model, const std::filesystem::path& file,
                           const WriteOptions& options = {});
 
 // How two sets of trees differ, element by element: metaclass, ids, every property that
 // a document states (attributes by text, references by the place of their target in its
 // tree, composites in order) and the kept content. Each line names the place, such as
 // "/0/packagedElement.3 name: 'Order' / 'Orders'". Empty when they are alike.
-ZORBEL_XMI_API std::vector<std::string> compare(const std::vector<Kelpa::ClassObject>& a,
+TOVI_EXPORT std::vector<std::string> compare(const std::vector<Kelpa::ClassObject>& a,
                                                 const std::vector<Kelpa::ClassObject>& b);
 
 }  // namespace zorbel::xmi
