@@ -46,6 +46,10 @@ struct FileCase {
   Dialect dialect;
 };
 
+void PrintTo(const FileCase& c, std::ostream* out) {
+  *out << c.file << (c.dialect == Dialect::Omg ? " in the OMG dialect" : " in the Eclipse dialect");
+}
+
 std::vector<FileCase> fileCases() {
   std::vector<std::string> files;
   for (const auto& entry : fs::directory_iterator(ZORBEL_XMI_FILES)) {
