@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build needs on a Debian machine (as root); quiet when all is there.
 set -euo pipefail
-packages=(cmake g++ ninja-build libboost-dev libgtest-dev libbenchmark-dev python3-jinja2)
+packages=(cmake g++ ninja-build libboost-dev libgtest-dev libbenchmark-dev python3-jinja2 libpugixml-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -11,7 +11,7 @@ import re
 import subprocess
 import sys
 
-# The namespaces of the three libraries; a name whose scope is one of these is free.
+# The namespaces of the three libraries and the XMI module; a name whose scope is one of these is free.
 NAMESPACES = {
     "", "std",
     "Tovi", "Tovi::detail",
@@ -21,6 +21,7 @@ NAMESPACES = {
     "Kelpa::reflect", "Kelpa::util", "Kelpa::primitives",
     "zorbel", "zorbel::detail", "zorbel::detail::meta", "zorbel::stubs", "zorbel::NSInterface",
     "zorbel::NSImplementation", "zorbel::NSImplementation::NSDeviant", "zorbel::NSMetaRegistry",
+    "zorbel::xmi", "zorbel::xmi::detail",
 }
 NOT_NAMES = ("typeinfo ", "vtable ", "VTT ", "construction vtable ", "guard variable ",
              "non-virtual thunk ", "virtual thunk ", "covariant return thunk ", "TLS ")
@@ -52,7 +53,8 @@ def strip_brackets(text):
 
 
 def qualified_name(symbol):
-    name = strip_brackets(symbol)
+    # An ABI tag ("writeString[abi:cxx11]") is part of the symbol, not of the name.
+    name = re.sub(r"\[abi:[^\]]*\]", "", strip_brackets(symbol))
     # A template function's demangled name starts with its return type.
     if " " in name and "operator" not in name:
         name = name.rsplit(" ", 1)[1]

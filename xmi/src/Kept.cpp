@@ -1,0 +1,79 @@
+#include "Kept.h"
+
+#include <charconv>
+
+namespace zorbel::xmi {
+
+std::vector<KeptRecord> parseKept(std::string_view text) {
+  std::vector<KeptRecord> records;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    // "@<kind> <position> <length>\n<payload>\n"
+    if (text[at] != '@') break;
+    const std::size_t eol = text.find('\n', at);
+    if (eol == std::string_view::npos) break;
+    const std::string_view head = text.substr(at + 1, eol - at - 1);
+    const std::size_t s1 = head.find(' ');
+    const std::size_t s2 = head.find(' ', s1 + 1);
+    if (s1 == std::string_view::npos || s2 == std::string_view::npos) break;
+    KeptRecord r;
+    r.kind = std::string(head.substr(0, s1));
+    std::size_t length = 0;
+    const auto p1 = head.substr(s1 + 1, s2 - s1 - 1);
+    const auto p2 = head.substr(s2 + 1);
+    if (std::from_chars(p1.data(), p1.data() + p1.size(), r.position).ec != std::errc() ||
+        std::from_chars(p2.data(), p2.data() + p2.size(), length).ec != std::errc() ||
+        eol + 1 + length > text.size())
+      break;
+    r.payload = std::string(text.substr(eol + 1, length));
+    records.push_back(std::move(r));
+    at = eol + 1 + length + 1;
+  }
+  return records;
+}
+
+std::vector<KeptRecord> keptOf(const Kelpa::NSInterface::ClassObjectIntf* element,
+                               Kelpa::Deviant d) {
+  std::vector<KeptRecord> records;
+  if (!element->hasExternalToolInfos(d)) return records;
+  Kelpa::Sequence<Kelpa::ExternalToolInfo> infos =
+      element->getExternalToolInfosWithoutAssociation(d);
+  for (int i = 0; i < infos.size(); ++i) {
+    const Kelpa::ExternalToolInfo info = infos.at(i);
+    if (info.getToolName().str() != kKeptTool) continue;
+    for (KeptRecord& r : parseKept(info.getInfo().str())) records.push_back(std::move(r));
+  }
+  return records;
+}
+
+std::string toolInfo(const Kelpa::NSInterface::ClassObjectIntf* element, Kelpa::Deviant d,
+                     std::string_view tool) {
+  if (!element->hasExternalToolInfos(d)) return {};
+  Kelpa::Sequence<Kelpa::ExternalToolInfo> infos =
+      element->getExternalToolInfosWithoutAssociation(d);
+  for (int i = 0; i < infos.size(); ++i) {
+    const Kelpa::ExternalToolInfo info = infos.at(i);
+    if (info.getToolName().str() == tool) return info.getInfo().str();
+  }
+  return {};
+}
+
+bool isUmlOrXmiNamespace(std::string_view uri) {
+  for (std::string_view stem : {"http://www.omg.org/spec/XMI/", "http://schema.omg.org/spec/XMI/",
+                                "http://www.omg.org/spec/UML/", "http://schema.omg.org/spec/UML/"})
+    if (uri.substr(0, stem.size()) == stem) return uri.find('/', stem.size()) == std::string_view::npos;
+  constexpr std::string_view eclipse = "http://www.eclipse.org/uml2/";
+  if (uri.substr(0, eclipse.size()) != eclipse) return false;
+  const std::string_view rest = uri.substr(eclipse.size());  // "5.0.0/UML"
+  const std::size_t slash = rest.find('/');
+  return slash != std::string_view::npos && rest.substr(slash) == "/UML";
+}
+
+std::string libraryUriOf(const Kelpa::NSInterface::ClassObjectIntf* element, Kelpa::Deviant d,
+                         Dialect dialect) {
+  if (toolInfo(element, d, kLibraryTool) != "PrimitiveTypes") return {};
+  return dialect == Dialect::Eclipse ? "pathmap://UML_LIBRARIES/UMLPrimitiveTypes.library.uml"
+                                     : "http://www.omg.org/spec/UML/20161101/PrimitiveTypes.xmi";
+}
+
+}  // namespace zorbel::xmi

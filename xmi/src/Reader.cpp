@@ -1,0 +1,972 @@
+// The XMI reader: two passes over a pugixml tree.
+//
+// Pass one walks the tree in document order, makes every element through the model's
+// factory, sets its attributes of primitive and enumeration types, adds each contained
+// element to its composite property, and notes every reference. Pass two resolves the
+// references, first those of ordered multi-valued properties (so that they keep the
+// document's order even where the other end was written first), then the rest. What
+// the model has no place for is gathered per element and stored at the end as the
+// element's "xmi" tool info (format in Xmi.h).
+#include <zorbel/xmi/Xmi.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+
+#include <pugixml.hpp>
+
+#include "Text.h"
+
+namespace zorbel::xmi {
+
+using Kelpa::ClassObject;
+using Kelpa::NSInterface::ClassIntf;
+using Kelpa::NSInterface::PropertyIntf;
+using Kelpa::NSInterface::TypeIntf;
+
+Error::Error(const std::string& message, std::size_t line, std::size_t column)
+    : std::runtime_error(!line     ? message
+                         : !column ? "line " + std::to_string(line) + ": " + message
+                                   : "line " + std::to_string(line) + ", column " +
+                                         std::to_string(column) + ": " + message),
+      fLine(line),
+      fColumn(column) {}
+
+const char* toString(Dialect dialect) { return dialect == Dialect::Omg ? "OMG" : "Eclipse"; }
+
+Kelpa::ClassObject Document::find(std::string_view id) const {
+  const auto it = ids.find(std::string(id));
+  return it == ids.end() ? ClassObject() : it->second;
+}
+
+struct Resolver::State {
+  std::map<std::string, std::filesystem::path, std::less<>> files;
+  std::map<std::string, const Document*, std::less<>> documents;
+  std::vector<std::unique_ptr<Document>> owned;
+};
+
+Resolver::Resolver() : fState(std::make_unique<State>()) {}
+Resolver::~Resolver() = default;
+void Resolver::addFile(std::string uri, std::filesystem::path file) {
+  fState->files[std::move(uri)] = std::move(file);
+}
+void Resolver::addDocument(std::string uri, const Document& document) {
+  fState->documents[std::move(uri)] = &document;
+}
+const Document* Resolver::find(std::string_view uri) const {
+  const auto it = fState->documents.find(uri);
+  return it == fState->documents.end() ? nullptr : it->second;
+}
+
+namespace {
+
+constexpr std::string_view kXmiUris[] = {
+    "http://schema.omg.org/spec/XMI/2.1", "http://www.omg.org/spec/XMI/20100901",
+    "http://www.omg.org/spec/XMI/20110701", "http://www.omg.org/spec/XMI/20131001"};
+constexpr std::string_view kOmgUmlUris[] = {
+    "http://schema.omg.org/spec/UML/2.1", "http://www.omg.org/spec/UML/20090901",
+    "http://www.omg.org/spec/UML/20110701", "http://www.omg.org/spec/UML/20131001",
+    "http://www.omg.org/spec/UML/20161101"};
+constexpr std::string_view kEclipseUmlUris[] = {
+    "http://www.eclipse.org/uml2/5.0.0/UML", "http://www.eclipse.org/uml2/4.0.0/UML",
+    "http://www.eclipse.org/uml2/3.0.0/UML", "http://www.eclipse.org/uml2/2.1.0/UML"};
+constexpr std::string_view kPrimitiveNames[] = {"Boolean", "Integer", "Real", "String",
+                                                "UnlimitedNatural"};
+constexpr const char* kLibraryTool = "xmi-library";
+constexpr const char* kLibraryName = "PrimitiveTypes";
+
+template <std::size_t N>
+bool among(std::string_view uri, const std::string_view (&list)[N]) {
+  return std::find(std::begin(list), std::end(list), uri) != std::end(list);
+}
+
+bool isXmiUri(std::string_view uri) { return among(uri, kXmiUris); }
+
+// Whether a document URI names the standard primitive types.
+bool isPrimitiveLibrary(std::string_view uri) {
+  if (uri == "pathmap://UML_LIBRARIES/UMLPrimitiveTypes.library.uml") return true;
+  for (const std::string_view head :
+       {"http://www.omg.org/spec/UML/", "http://www.omg.org/spec/PrimitiveTypes/",
+        "http://schema.omg.org/spec/UML/"}) {
+    if (uri.substr(0, head.size()) != head) continue;
+    const std::string_view rest = uri.substr(head.size());
+    const std::size_t slash = rest.find('/');
+    if (slash != std::string_view::npos && rest.substr(slash + 1) == "PrimitiveTypes.xmi")
+      return true;
+  }
+  return false;
+}
+
+std::pair<std::string_view, std::string_view> splitQName(std::string_view name) {
+  const std::size_t colon = name.find(':');
+  if (colon == std::string_view::npos) return {{}, name};
+  return {name.substr(0, colon), name.substr(colon + 1)};
+}
+
+bool isBlank(std::string_view s) {
+  return s.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+std::vector<std::string> splitIds(std::string_view s) {
+  std::vector<std::string> ids;
+  std::size_t i = 0;
+  while (i < s.size()) {
+    const std::size_t start = s.find_first_not_of(" \t\r\n", i);
+    if (start == std::string_view::npos) break;
+    std::size_t end = s.find_first_of(" \t\r\n", start);
+    if (end == std::string_view::npos) end = s.size();
+    ids.emplace_back(s.substr(start, end - start));
+    i = end;
+  }
+  return ids;
+}
+
+std::string escapeAttribute(std::string_view value) {
+  std::string out;
+  for (const char c : value) {
+    switch (c) {
+      case '&': out += "&amp;"; break;
+      case '<': out += "&lt;"; break;
+      case '"': out += "&quot;"; break;
+      case '\n': out += "&#10;"; break;
+      case '\r': out += "&#13;"; break;
+      case '\t': out += "&#9;"; break;
+      default: out += c;
+    }
+  }
+  return out;
+}
+
+// The namespace declarations in scope, innermost last.
+class Scope {
+ public:
+  // Enters the declarations of node; returns how many to leave.
+  std::size_t enter(const pugi::xml_node& node) {
+    std::size_t n = 0;
+    for (const pugi::xml_attribute& a : node.attributes()) {
+      const std::string_view name = a.name();
+      if (name == "xmlns") {
+        fDecls.emplace_back("", a.value()), ++n;
+      } else if (name.substr(0, 6) == "xmlns:") {
+        fDecls.emplace_back(std::string(name.substr(6)), a.value()), ++n;
+      }
+    }
+    return n;
+  }
+  void leave(std::size_t n) { fDecls.resize(fDecls.size() - n); }
+  // The URI bound to prefix, or null.
+  const std::string* uri(std::string_view prefix) const {
+    for (auto it = fDecls.rbegin(); it != fDecls.rend(); ++it)
+      if (it->first == prefix) return &it->second;
+    return nullptr;
+  }
+
+ private:
+  std::vector<std::pair<std::string, std::string>> fDecls;
+};
+
+class ScopeGuard {
+ public:
+  ScopeGuard(Scope& scope, const pugi::xml_node& node) : fScope(scope), fN(scope.enter(node)) {}
+  ~ScopeGuard() { fScope.leave(fN); }
+
+ private:
+  Scope& fScope;
+  std::size_t fN;
+};
+
+struct Kept {
+  std::string kind;
+  std::size_t position;
+  std::string payload;
+};
+
+struct Target {
+  std::string text;  // an id, or an href
+  bool href = false;
+};
+
+// A reference noted in pass one.
+struct Pending {
+  std::size_t element;  // index into the reader's elements
+  const PropertyIntf* property;
+  std::vector<Target> targets;
+  std::size_t line;
+  // Where it was written, to keep what does not resolve.
+  bool fromAttribute;
+  std::size_t position;
+  std::string attributeName;
+  pugi::xml_node node;
+};
+
+struct ElementInfo {
+  ClassObject object;
+  const ClassIntf* metaclass;
+  std::string id;
+  std::size_t line;
+  std::vector<Kept> kept;
+};
+
+// What one read shares with the reads that its hrefs start: the model, its factory and
+// the documents read so far.
+struct Session {
+  Kelpa::Model model;
+  Kelpa::Deviant d;
+  Kelpa::FactoryObject factory;
+  Kelpa::Package package;  // "zorbel" in the meta-registry
+  Resolver* resolver;
+  ClassObject library;
+  std::map<std::string, ClassObject, std::less<>> libraryTypes;
+  std::map<std::string, Document*, std::less<>> reading;  // by URI, this session's
+  std::vector<std::unique_ptr<Document>> readOnDemand;
+
+  ClassObject create(const ClassIntf* metaclass) {
+    ClassObject object(factory->createFromString(d, Kelpa::String(metaclass->getName())));
+    if (object.isNull()) throw Error("the factory makes no " + metaclass->getName());
+    return object;
+  }
+  // The metaclass of that plain name, or null; only UML elements, not the package's
+  // other classes (its Factory).
+  const ClassIntf* metaclass(std::string_view name) const {
+    if (name.find('.') != std::string_view::npos) return nullptr;
+    const auto* found = dynamic_cast<const ClassIntf*>(package->findType(name));
+    static const auto* element = dynamic_cast<const ClassIntf*>(package->findType("Element"));
+    return found && found->conformsTo(element) ? found : nullptr;
+  }
+  void set(const ClassObject& object, const PropertyIntf& property, const Kelpa::Object& value) {
+    Kelpa::reflect::setOrAdd(object.get(), d, property, value, false);
+  }
+  ClassObject primitiveType(std::string_view fragment, Report& report);
+};
+
+ClassObject Session::primitiveType(std::string_view fragment, Report& report) {
+  if (library.isNull()) {
+    for (const ClassObject& root : model->getRootObjects(d)) {
+      if (root->getExternalToolInfo(d, Kelpa::String(kLibraryTool)).getInfo() ==
+          Kelpa::String(kLibraryName)) {
+        library = root;
+        break;
+      }
+    }
+    const ClassIntf* packageClass = metaclass("Package");
+    const PropertyIntf* packaged = packageClass->findProperty("packagedElement");
+    const Kelpa::ExternalToolInfo marker{Kelpa::String(kLibraryTool), Kelpa::String(kLibraryName)};
+    if (library.isNull()) {
+      library = create(packageClass);
+      ++report.created["Package"];
+      library->setOrAdd(d, Kelpa::String("name"), zorbel::String(kLibraryName));
+      library->setExternalId(d, Kelpa::String("_0"));
+      library->setExternalToolInfo(d, marker);
+      const ClassIntf* primitiveClass = metaclass("PrimitiveType");
+      for (const std::string_view name : kPrimitiveNames) {
+        ClassObject type = create(primitiveClass);
+        ++report.created["PrimitiveType"];
+        type->setOrAdd(d, Kelpa::String("name"), zorbel::String(std::string(name)));
+        type->setExternalId(d, Kelpa::String(std::string(name)));
+        type->setExternalToolInfo(d, marker);
+        set(library, *packaged, type);
+      }
+    }
+    for (const Kelpa::Object& o : Kelpa::asSequence(Kelpa::reflect::get(library.get(), d, *packaged))) {
+      const ClassObject type(o);
+      libraryTypes[type->getExternalId(d).str()] = type;
+    }
+    libraryTypes["_0"] = library;
+  }
+  const auto it = libraryTypes.find(fragment);
+  return it == libraryTypes.end() ? ClassObject() : it->second;
+}
+
+// Reads one document into the session's model.
+class Reader {
+ public:
+  Reader(Session& session, std::string text, std::string uri)
+      : fS(session), fText(std::move(text)), fLines(fText) {
+    fDoc.uri = std::move(uri);
+  }
+
+  Document& document() { return fDoc; }
+
+  void run() {
+    parse();
+    fS.reading[fDoc.uri] = &fDoc;
+    readRoot();
+    resolveAll();
+    reportDuplicates();
+    storeKept();
+  }
+
+ private:
+  std::size_t lineOf(const pugi::xml_node& node) const {
+    return fLines.line(static_cast<std::size_t>(node.offset_debug()));
+  }
+
+  void parse() {
+    const pugi::xml_parse_result result = fXml.load_buffer(
+        fText.data(), fText.size(),
+        pugi::parse_default | pugi::parse_comments | pugi::parse_pi | pugi::parse_doctype |
+            pugi::parse_ws_pcdata_single,
+        pugi::encoding_utf8);
+    if (!result) {
+      const auto offset = static_cast<std::size_t>(result.offset);
+      throw Error(std::string("malformed XML: ") + result.description(), fLines.line(offset),
+                  fLines.column(offset));
+    }
+  }
+
+  [[noreturn]] void fail(const std::string& message, const pugi::xml_node& node) const {
+    const auto offset = static_cast<std::size_t>(node.offset_debug());
+    throw Error(message, fLines.line(offset), fLines.column(offset));
+  }
+
+  bool isUml(std::string_view prefix) const {
+    const std::string* uri = fScope.uri(prefix);
+    return uri && *uri == fUml;
+  }
+  bool isXmi(std::string_view prefix) const {
+    const std::string* uri = fScope.uri(prefix);
+    return uri && isXmiUri(*uri);
+  }
+
+  // The XMI attribute local (id, type, idref, uuid) of node, whatever its prefix.
+  pugi::xml_attribute xmiAttribute(const pugi::xml_node& node, std::string_view local) const {
+    for (const pugi::xml_attribute& a : node.attributes()) {
+      const auto [prefix, name] = splitQName(a.name());
+      if (!prefix.empty() && name == local && isXmi(prefix)) return a;
+    }
+    return {};
+  }
+
+  void readRoot() {
+    readDocumentElement();
+    // Comments, processing instructions and a document type around the document element.
+    std::size_t position = 0;
+    for (const pugi::xml_node& node : fXml.children()) {
+      if (node.type() == pugi::node_declaration) continue;
+      if (node.type() != pugi::node_element) {
+        if (fElements.empty()) fail("the document holds no UML element to keep its other content on", node);
+        fElements[0].kept.push_back({"outside", position, verbatim(node)});
+        ++fDoc.report.unknown[kindOf(node, {}, nullptr)];
+      }
+      ++position;
+    }
+  }
+
+  void readDocumentElement() {
+    const pugi::xml_node root = fXml.document_element();
+    ScopeGuard guard(fScope, root);
+    const auto [prefix, local] = splitQName(root.name());
+    const std::string* rootUri = fScope.uri(prefix);
+    const bool xmiRoot = local == "XMI" && rootUri && isXmiUri(*rootUri);
+    if (!xmiRoot && local == "XMI" && !prefix.empty())
+      fail("unknown XMI namespace '" + (rootUri ? *rootUri : std::string()) + "'", root);
+    if (!xmiRoot && local != "Model" && local != "Package" && local != "Profile")
+      fail(std::string("root element '") + root.name() +
+               "' is neither xmi:XMI nor a UML Model, Package or Profile",
+           root);
+    if (!xmiRoot) {
+      if (!rootUri) fail(std::string("no namespace declared for root element '") + root.name() + "'", root);
+      chooseUml(*rootUri, root);
+    } else {
+      std::string candidate;
+      for (const pugi::xml_attribute& a : root.attributes()) {
+        const std::string_view name = a.name();
+        if (name.substr(0, 6) != "xmlns:") continue;
+        const std::string_view uri = a.value();
+        if (among(uri, kOmgUmlUris) || among(uri, kEclipseUmlUris)) {
+          chooseUml(uri, root);
+          break;
+        }
+        if (name == "xmlns:uml") candidate = uri;
+      }
+      if (fUml.empty()) {
+        if (!candidate.empty()) chooseUml(candidate, root);
+        fail("no UML namespace declared on xmi:XMI", root);
+      }
+    }
+
+    if (!xmiRoot) {
+      readTop(root);
+      return;
+    }
+    std::vector<Kept> documentLevel;
+    std::size_t position = 0;
+    for (const pugi::xml_attribute& a : root.attributes()) {
+      const std::string_view name = a.name();
+      const auto [prefix, local] = splitQName(name);
+      // xmi:version belongs to the syntax: a writer states its own.
+      const bool version = !prefix.empty() && isXmi(prefix) && local == "version";
+      if (name != "xmlns" && name.substr(0, 6) != "xmlns:" && !version) {
+        documentLevel.push_back({"docattr", position, name.data() + std::string("=\"") +
+                                                          escapeAttribute(a.value()) + "\""});
+        ++fDoc.report.unknown["document attribute"];
+      }
+      ++position;
+    }
+    position = 0;
+    for (const pugi::xml_node& child : root.children()) {
+      if (!counts(child)) continue;
+      const auto [p, l] = splitQName(child.name());
+      const ClassIntf* metaclass = child.type() == pugi::node_element && isUml(p) ? fS.metaclass(l) : nullptr;
+      if (metaclass && !metaclass->isAbstract()) {
+        readTop(child);
+      } else {
+        documentLevel.push_back({"doc", position, verbatim(child)});
+        ++fDoc.report.unknown[kindOf(child, p, metaclass)];
+      }
+      ++position;
+    }
+    if (!documentLevel.empty()) {
+      if (fElements.empty() || fDoc.roots.empty())
+        fail("the document holds no UML element to keep its other content on", root);
+      std::vector<Kept>& kept = fElements[0].kept;
+      kept.insert(kept.end(), documentLevel.begin(), documentLevel.end());
+    }
+  }
+
+  void chooseUml(std::string_view uri, const pugi::xml_node& root) {
+    if (among(uri, kOmgUmlUris)) {
+      fDoc.dialect = Dialect::Omg;
+    } else if (among(uri, kEclipseUmlUris)) {
+      fDoc.dialect = Dialect::Eclipse;
+    } else {
+      fail("unknown UML namespace '" + std::string(uri) + "'", root);
+    }
+    fUml = uri;
+  }
+
+  // The kind under which unknown content is counted.
+  std::string kindOf(const pugi::xml_node& node, std::string_view prefix,
+                     const ClassIntf* metaclass) const {
+    if (node.type() == pugi::node_comment) return "comment";
+    if (node.type() == pugi::node_pi) return "processing instruction";
+    if (node.type() == pugi::node_doctype) return "document type";
+    if (node.type() != pugi::node_element) return "text";
+    if (metaclass) return std::string("abstract metaclass ") + node.name();
+    if (isUml(prefix)) return std::string("unknown metaclass ") + node.name();
+    if (isXmi(prefix)) return std::string(node.name());
+    return std::string("stereotype application ") + node.name();
+  }
+
+  static bool counts(const pugi::xml_node& node) {
+    switch (node.type()) {
+      case pugi::node_element:
+      case pugi::node_comment:
+      case pugi::node_pi:
+        return true;
+      case pugi::node_pcdata:
+      case pugi::node_cdata:
+        return !isBlank(node.value());
+      default:
+        return false;
+    }
+  }
+
+  void readTop(const pugi::xml_node& node) {
+    const auto [prefix, local] = splitQName(node.name());
+    const ClassIntf* metaclass = fS.metaclass(local);
+    if (!metaclass || metaclass->isAbstract())
+      fail(std::string("'") + node.name() + "' is no concrete UML metaclass", node);
+    const std::size_t index = readElement(node, metaclass);
+    fDoc.roots.push_back(fElements[index].object);
+  }
+
+  // The metaclass that xmi:type names, or the declared type; null with the kind of
+  // unknown content when there is none that can be made.
+  const ClassIntf* metaclassOf(const pugi::xml_node& node, const TypeIntf* declared,
+                               std::string& kind) const {
+    const pugi::xml_attribute type = xmiAttribute(node, "type");
+    if (type) {
+      const auto [prefix, local] = splitQName(type.value());
+      const ClassIntf* metaclass = isUml(prefix) ? fS.metaclass(local) : nullptr;
+      if (!metaclass) {
+        kind = std::string("unknown metaclass ") + type.value();
+        return nullptr;
+      }
+      if (metaclass->isAbstract()) {
+        kind = std::string("abstract metaclass ") + type.value();
+        return nullptr;
+      }
+      return metaclass;
+    }
+    const auto* metaclass = dynamic_cast<const ClassIntf*>(declared);
+    if (!metaclass || metaclass->isAbstract()) {
+      kind = "abstract metaclass " + (declared ? declared->getName() : std::string("?")) +
+             " without xmi:type";
+      return nullptr;
+    }
+    return metaclass;
+  }
+
+  // A property of the metamodel (not one of the kernel's) of that name, or null.
+  const PropertyIntf* propertyOf(const ClassIntf* metaclass, std::string_view name) const {
+    const PropertyIntf* property = metaclass->findProperty(name);
+    if (!property || property->getOwner()->getPackage() != fS.package.get()) return nullptr;
+    return property;
+  }
+
+  // A property the reader can fill: of the metamodel, not computed, of a known type.
+  static bool isSettable(const PropertyIntf* property) {
+    return property->getType() && !property->isDerived() && !property->isDerivedUnion();
+  }
+
+  static bool isDataType(const PropertyIntf* property) {
+    return property->getType() && !dynamic_cast<const ClassIntf*>(property->getType());
+  }
+
+  // Sets a value given as text; false if the text is no value of the property's type.
+  bool setValue(std::size_t element, const PropertyIntf* property, const std::string& text,
+                std::size_t line) {
+    const TypeIntf* type = property->getType();
+    Kelpa::ValueObject value;
+    try {
+      value = Kelpa::ValueObjectFactory::createFromString(type->getQualifiedName(), Kelpa::String(text));
+    } catch (const std::exception&) {
+      fDoc.report.warnings.push_back(
+          {line, "'" + text + "' is no " + type->getName() + " for " + qualified(element, property) + "; kept as written"});
+      return false;
+    }
+    fS.set(fElements[element].object, *property, value);
+    // A redefining attribute keeps a value of its own; the one it redefines, which the
+    // typed accessor of the plain name reads (getIsAbstract, getVisibility), gets the
+    // same value.
+    for (const PropertyIntf* other : redefinedBy(fElements[element].metaclass, property))
+      fS.set(fElements[element].object, *other, value);
+    return true;
+  }
+
+  // The single-valued attributes of the metaclass that property redefines: those of the
+  // same name and type.
+  const std::vector<const PropertyIntf*>& redefinedBy(const ClassIntf* metaclass,
+                                                     const PropertyIntf* property) {
+    auto [it, added] = fRedefined.try_emplace({metaclass, property});
+    if (added && !property->isMultiValued())
+      for (const PropertyIntf* other : metaclass->getAllProperties())
+        if (other != property && other->getName() == property->getName() && !other->isMultiValued() &&
+            other->getType() == property->getType() && isSettable(other))
+          it->second.push_back(other);
+    return it->second;
+  }
+
+  // 'id', or the metaclass and line of an element without one.
+  std::string describe(std::size_t element) const {
+    const ElementInfo& info = fElements[element];
+    if (!info.id.empty()) return "'" + info.id + "'";
+    return "the " + info.metaclass->getName() + " at line " + std::to_string(info.line);
+  }
+
+  std::string qualified(std::size_t element, const PropertyIntf* property) const {
+    return fElements[element].metaclass->getName() + "." + property->getName();
+  }
+
+  void keep(std::size_t element, std::string kind, std::size_t position, std::string payload,
+            std::string counted) {
+    fElements[element].kept.push_back({std::move(kind), position, std::move(payload)});
+    ++fDoc.report.unknown[std::move(counted)];
+  }
+
+  std::size_t readElement(const pugi::xml_node& node, const ClassIntf* metaclass) {
+    ScopeGuard guard(fScope, node);
+    const std::size_t index = fElements.size();
+    const std::size_t line = lineOf(node);
+    fElements.push_back({fS.create(metaclass), metaclass, {}, line, {}});
+    ++fDoc.report.created[metaclass->getName()];
+    std::size_t position = 0;
+    for (const pugi::xml_attribute& a : node.attributes()) {
+      readAttribute(index, a, position++, line);
+    }
+    position = 0;
+    for (const pugi::xml_node& child : node.children()) {
+      if (!counts(child)) continue;
+      readChild(index, child, position++);
+    }
+    return index;
+  }
+
+  void readAttribute(std::size_t index, const pugi::xml_attribute& a, std::size_t position,
+                     std::size_t line) {
+    const std::string_view name = a.name();
+    if (name == "xmlns" || name.substr(0, 6) == "xmlns:") return;
+    const auto keepIt = [&](std::string counted) {
+      keep(index, "attr", position, std::string(name) + "=\"" + escapeAttribute(a.value()) + "\"",
+           std::move(counted));
+    };
+    const auto [prefix, local] = splitQName(name);
+    ElementInfo& info = fElements[index];
+    if (!prefix.empty()) {
+      if (isXmi(prefix) && local == "id") {
+        info.id = a.value();
+        info.object->setExternalId(fS.d, Kelpa::String(info.id));
+        registerId(info.id, index, line);
+      } else if (isXmi(prefix) && local == "uuid") {
+        info.object->setExternalToolInfo(
+            fS.d, Kelpa::ExternalToolInfo(Kelpa::String("xmi-uuid"), Kelpa::String(a.value())));
+      } else if (!(isXmi(prefix) && (local == "type" || local == "version"))) {
+        keepIt(std::string("attribute ") + std::string(name));
+      }
+      return;
+    }
+    const PropertyIntf* property = propertyOf(info.metaclass, name);
+    if (!property) return keepIt("unknown feature " + info.metaclass->getName() + "." + std::string(name));
+    if (!isSettable(property)) return keepIt("derived feature " + qualified(index, property));
+    if (isDataType(property)) {
+      if (!setValue(index, property, a.value(), line)) keepIt("value that did not parse");
+      return;
+    }
+    Pending pending{index, property, {}, line, true, position, std::string(name), {}};
+    for (std::string& id : splitIds(a.value())) pending.targets.push_back({std::move(id), false});
+    fPending.push_back(std::move(pending));
+  }
+
+  void readChild(std::size_t index, const pugi::xml_node& child, std::size_t position) {
+    const auto keepIt = [&](std::string counted) {
+      keep(index, "child", position, verbatim(child), std::move(counted));
+    };
+    if (child.type() != pugi::node_element) return keepIt(kindOf(child, {}, nullptr));
+    const auto [prefix, local] = splitQName(child.name());
+    if (!prefix.empty()) return keepIt(kindOf(child, prefix, nullptr));
+    const ClassIntf* metaclass = fElements[index].metaclass;
+    const PropertyIntf* property = propertyOf(metaclass, local);
+    if (!property) {
+      if (local == "eAnnotations") return keepIt("eAnnotations");
+      return keepIt("unknown feature " + metaclass->getName() + "." + std::string(local));
+    }
+    if (!isSettable(property)) return keepIt("derived feature " + qualified(index, property));
+    const std::size_t line = lineOf(child);
+    if (isDataType(property)) {
+      if (!setValue(index, property, child.child_value(), line)) keepIt("value that did not parse");
+      return;
+    }
+    const pugi::xml_attribute href = child.attribute("href");
+    const pugi::xml_attribute idref = xmiAttribute(child, "idref");
+    if (href || idref) {
+      Pending pending{index, property, {}, line, false, position, {}, child};
+      if (href) pending.targets.push_back({href.value(), true});
+      else pending.targets.push_back({idref.value(), false});
+      fPending.push_back(std::move(pending));
+      return;
+    }
+    if (!property->isComposite())
+      return keepIt("element under reference " + qualified(index, property));
+    std::string kind;
+    ScopeGuard guard(fScope, child);  // for xmlns declared on the child itself
+    const ClassIntf* childClass = metaclassOf(child, property->getType(), kind);
+    if (!childClass) return keepIt(kind);
+    const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
+    if (!accepted || !childClass->conformsTo(accepted))
+      fail("a " + childClass->getName() + " cannot be the value of " + qualified(index, property) +
+               " of " + describe(index),
+           child);
+    const std::size_t childIndex = readElement(child, childClass);
+    fS.set(fElements[index].object, *property, fElements[childIndex].object);
+  }
+
+  void registerId(const std::string& id, std::size_t index, std::size_t line) {
+    const auto [it, fresh] = fIdLines.emplace(id, line);
+    if (fresh) {
+      fDoc.ids.emplace(id, fElements[index].object);
+    } else {
+      fDuplicates.emplace(id, std::make_pair(it->second, line));
+    }
+  }
+
+  void reportDuplicates() {
+    for (const auto& [id, lines] : fDuplicates)
+      fDoc.report.warnings.push_back(
+          {lines.second, "duplicate xmi:id '" + id + "' at lines " + std::to_string(lines.first) +
+                             " and " + std::to_string(lines.second) +
+                             "; no reference names it, the second element keeps it as its externalId"});
+  }
+
+  // The prefixes a subtree uses in names and in xmi:type or xsi:type values.
+  static void usedPrefixes(const pugi::xml_node& node, std::set<std::string>& out) {
+    if (node.type() != pugi::node_element) return;
+    out.insert(std::string(splitQName(node.name()).first));
+    for (const pugi::xml_attribute& a : node.attributes()) {
+      const auto [prefix, local] = splitQName(a.name());
+      if (prefix == "xmlns" || (prefix.empty() && local == "xmlns")) continue;
+      if (!prefix.empty()) out.insert(std::string(prefix));
+      if (local == "type" && !prefix.empty()) {
+        const std::string_view value = a.value();
+        if (value.find(':') != std::string_view::npos)
+          out.insert(std::string(splitQName(value).first));
+      }
+    }
+    for (const pugi::xml_node& child : node.children()) usedPrefixes(child, out);
+  }
+
+  // The node as XML text, declaring the prefixes it uses that were declared above it.
+  std::string verbatim(const pugi::xml_node& node) const {
+    std::ostringstream out;
+    if (node.type() != pugi::node_element) {
+      node.print(out, "", pugi::format_raw);
+      return out.str();
+    }
+    pugi::xml_document copy;
+    pugi::xml_node top = copy.append_copy(node);
+    std::set<std::string> prefixes;
+    usedPrefixes(node, prefixes);
+    for (const std::string& prefix : prefixes) {
+      const std::string attribute = prefix.empty() ? "xmlns" : "xmlns:" + prefix;
+      if (top.attribute(attribute.c_str())) continue;
+      const std::string* uri = fScope.uri(prefix);
+      if (uri) top.append_attribute(attribute.c_str()) = uri->c_str();
+    }
+    top.print(out, "", pugi::format_raw);
+    return out.str();
+  }
+
+  // What an id or href names, or a null handle.
+  ClassObject lookup(const Target& target, std::size_t line) {
+    if (!target.href) return lookupId(fDoc, target.text, line);
+    const std::size_t hash = target.text.find('#');
+    const std::string_view href = target.text;
+    const std::string_view uri = href.substr(0, hash);
+    const std::string_view fragment = hash == std::string_view::npos ? std::string_view() : href.substr(hash + 1);
+    if (uri.empty() || uri == fDoc.uri) return lookupId(fDoc, fragment, line);
+    if (isPrimitiveLibrary(uri)) return fS.primitiveType(fragment, fDoc.report);
+    const Document* other = documentAt(std::string(uri));
+    return other ? other->find(fragment) : ClassObject();
+  }
+
+  ClassObject lookupId(const Document& document, std::string_view id, std::size_t line) {
+    if (&document == &fDoc) {
+      const auto dup = fDuplicates.find(std::string(id));
+      if (dup != fDuplicates.end())
+        throw Error("duplicate xmi:id '" + dup->first + "' at lines " +
+                        std::to_string(dup->second.first) + " and " +
+                        std::to_string(dup->second.second) + " is referenced at line " +
+                        std::to_string(line),
+                    line);
+    }
+    return document.find(id);
+  }
+
+  // The document under uri: being read in this session, given to the resolver, or
+  // read now from the file the resolver names.
+  const Document* documentAt(const std::string& written) {
+    std::vector<std::string> keys{written};
+    if (written.find("://") == std::string::npos && !fDoc.uri.empty()) {
+      const std::size_t slash = fDoc.uri.rfind('/');
+      keys.push_back(slash == std::string::npos ? written : fDoc.uri.substr(0, slash + 1) + written);
+    }
+    for (const std::string& key : keys) {
+      const auto being = fS.reading.find(key);
+      if (being != fS.reading.end()) return being->second;
+      if (!fS.resolver) continue;
+      if (const Document* known = fS.resolver->find(key)) return known;
+      const auto& files = fS.resolver->state().files;
+      const auto file = files.find(key);
+      if (file == files.end()) continue;
+      std::ifstream in(file->second, std::ios::binary);
+      if (!in) throw Error("cannot open " + file->second.string() + " for " + key);
+      std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+      Reader nested(fS, detail::toUtf8(bytes), key);
+      try {
+        nested.run();
+      } catch (const Error& e) {
+        throw Error(file->second.string() + ": " + e.what());
+      }
+      fS.readOnDemand.push_back(std::make_unique<Document>(std::move(nested.document())));
+      fS.reading[key] = fS.readOnDemand.back().get();
+      return fS.readOnDemand.back().get();
+    }
+    return nullptr;
+  }
+
+  void resolveAll() {
+    std::vector<std::size_t> order(fPending.size());
+    for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::stable_partition(order.begin(), order.end(), [&](std::size_t i) {
+      return fPending[i].property->isMultiValued() && fPending[i].property->isOrdered();
+    });
+    for (const std::size_t i : order) resolve(fPending[i]);
+  }
+
+  void resolve(const Pending& pending) {
+    const PropertyIntf* property = pending.property;
+    const ElementInfo& owner = fElements[pending.element];
+    std::vector<std::string> unresolved;
+    for (const Target& target : pending.targets) {
+      const ClassObject value = lookup(target, pending.line);
+      if (value.isNull()) {
+        fDoc.report.unresolved.push_back({qualified(pending.element, property), target.text, pending.line});
+        unresolved.push_back(target.text);
+        continue;
+      }
+      if (value->getModelKelpa(value.getDeviant()).get() != fS.model.get())
+        throw Error("'" + target.text + "' names an element of another model; documents that refer " +
+                        "to each other are read into one model",
+                    pending.line);
+      const ClassIntf* valueClass = Kelpa::reflect::metaClassOf(value.get());
+      const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
+      if (!valueClass || !accepted || !valueClass->conformsTo(accepted))
+        throw Error("'" + target.text + "' is a " + (valueClass ? valueClass->getName() : "?") +
+                        ", which " + qualified(pending.element, property) + " of " +
+                        describe(pending.element) + " does not accept (it takes a " +
+                        property->getType()->getName() + ")",
+                    pending.line);
+      checkCycle(pending.element, property, value, target, pending.line);
+      if (holds(owner.object, property, value)) continue;
+      if (wouldMove(pending.element, property, value)) {
+        ++fDoc.report.unknown["reference to a nested element through " + qualified(pending.element, property)];
+        unresolved.push_back(target.text);
+        continue;
+      }
+      fS.set(owner.object, *property, value);
+    }
+    if (unresolved.empty()) return;
+    std::vector<Kept>& kept = fElements[pending.element].kept;
+    if (pending.fromAttribute) {
+      std::string ids;
+      for (const std::string& id : unresolved) ids += (ids.empty() ? "" : " ") + id;
+      kept.push_back({"attr", pending.position, pending.attributeName + "=\"" + escapeAttribute(ids) + "\""});
+    } else {
+      kept.push_back({"child", pending.position, verbatimAt(pending.node)});
+    }
+  }
+
+  // A child kept after pass one: the scope is gone, so the declarations are collected
+  // again from its ancestors.
+  std::string verbatimAt(const pugi::xml_node& node) {
+    std::vector<pugi::xml_node> ancestors;
+    for (pugi::xml_node n = node.parent(); n && n.type() == pugi::node_element; n = n.parent())
+      ancestors.push_back(n);
+    std::size_t entered = 0;
+    for (auto it = ancestors.rbegin(); it != ancestors.rend(); ++it) entered += fScope.enter(*it);
+    std::string text = verbatim(node);
+    fScope.leave(entered);
+    return text;
+  }
+
+  // The element's container, or null for a root.
+  ClassObject containerOf(const ClassObject& element) const {
+    ClassObject container = element->getContainerKelpa(fS.d);
+    return Kelpa::reflect::metaClassOf(container.get()) ? container : ClassObject();
+  }
+
+  // Whether setting value would take an element out of the container the document nests
+  // it in. A reference to a composite property (Operation.bodyCondition naming one of
+  // the operation's ownedRules, Association.navigableOwnedEnd naming an ownedEnd) or to
+  // a container would move what it names, as the library keeps such a property as a
+  // composite of its own; the nesting is what the document says about ownership, so
+  // such a reference is kept as written, not applied.
+  bool wouldMove(std::size_t element, const PropertyIntf* property, const ClassObject& value) const {
+    if (property->isComposite()) return !containerOf(value).isNull();
+    if (property->getOpposite() && property->getOpposite()->isComposite())
+      return !containerOf(fElements[element].object).isNull();
+    return false;
+  }
+
+  bool holds(const ClassObject& owner, const PropertyIntf* property, const ClassObject& value) const {
+    const Kelpa::Object current = Kelpa::reflect::get(owner.get(), fS.d, *property);
+    if (property->isMultiValued()) return Kelpa::asSequence(current).contains(value);
+    return ClassObject(current).get() == value.get();
+  }
+
+  // Raises when the reference would make an element contain itself.
+  void checkCycle(std::size_t index, const PropertyIntf* property, const ClassObject& value,
+                  const Target& target, std::size_t line) const {
+    const ElementInfo& owner = fElements[index];
+    ClassObject container, containee;
+    if (property->isComposite()) {
+      container = owner.object, containee = value;
+    } else if (property->getOpposite() && property->getOpposite()->isComposite()) {
+      container = value, containee = owner.object;
+    } else {
+      return;
+    }
+    for (ClassObject c = container; !c.isNull() && Kelpa::reflect::metaClassOf(c.get());
+         c = c->getContainerKelpa(fS.d)) {
+      if (c.get() == containee.get())
+        throw Error("containment cycle: " + qualified(index, property) + " of " +
+                        describe(index) + " names '" + target.text +
+                        "', which already contains it",
+                    line);
+    }
+  }
+
+  void storeKept() {
+    for (ElementInfo& info : fElements) {
+      if (info.kept.empty()) continue;
+      std::string text;
+      for (const Kept& k : info.kept)
+        text += "@" + k.kind + " " + std::to_string(k.position) + " " +
+                std::to_string(k.payload.size()) + "\n" + k.payload + "\n";
+      info.object->setExternalToolInfo(fS.d, Kelpa::ExternalToolInfo(Kelpa::String("xmi"), Kelpa::String(text)));
+    }
+  }
+
+  Session& fS;
+  std::string fText;
+  detail::Lines fLines;
+  pugi::xml_document fXml;
+  Document fDoc;
+  Scope fScope;
+  std::string fUml;
+  std::vector<ElementInfo> fElements;
+  std::vector<Pending> fPending;
+  std::map<std::pair<const ClassIntf*, const PropertyIntf*>, std::vector<const PropertyIntf*>> fRedefined;
+  std::unordered_map<std::string, std::size_t> fIdLines;
+  std::map<std::string, std::pair<std::size_t, std::size_t>> fDuplicates;
+};
+
+// A factory for the read, gone when the read ends so that it leaves nothing behind.
+class ScopedFactory {
+ public:
+  explicit ScopedFactory(const Kelpa::Model& model)
+      : fFactory(zorbel::NSInterface::FactoryIntf::createNewFactory(model)) {}
+  ~ScopedFactory() { fFactory->destroy(fFactory.getDeviant()); }
+  Kelpa::FactoryObject get() const { return Kelpa::FactoryObject(fFactory); }
+
+ private:
+  zorbel::Factory fFactory;
+};
+
+Document readText(const Kelpa::Model& model, std::string_view bytes, const ReadOptions& options) {
+  if (model.isNull()) throw Error("no model to read into");
+  std::string text = detail::toUtf8(bytes);
+  ScopedFactory factory(model);
+  Session session{model, model.getDeviant(), factory.get(),
+                  Kelpa::DomainRegistry::instance().findPackage("zorbel"), options.resolver,
+                  {}, {}, {}, {}};
+  Reader reader(session, std::move(text), options.baseUri);
+  {
+    Kelpa::Transaction transaction(model);
+    try {
+      reader.run();
+    } catch (const Error&) {
+      throw;
+    } catch (const std::exception& e) {
+      throw Error(std::string("the model refused the document: ") + e.what());
+    }
+    transaction.commit();
+  }
+  if (options.resolver) {
+    Resolver::State& state = options.resolver->state();
+    for (auto& document : session.readOnDemand) {
+      state.documents[document->uri] = document.get();
+      state.owned.push_back(std::move(document));
+    }
+  }
+  return std::move(reader.document());
+}
+
+}  // namespace
+
+Document readString(const Kelpa::Model& model, std::string_view xml, const ReadOptions& options) {
+  return readText(model, xml, options);
+}
+
+Document read(const Kelpa::Model& model, const std::filesystem::path& file, const ReadOptions& options) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) throw Error("cannot open " + file.string());
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  ReadOptions withBase = options;
+  if (withBase.baseUri.empty()) withBase.baseUri = file.string();
+  return readText(model, bytes, withBase);
+}
+
+}  // namespace zorbel::xmi

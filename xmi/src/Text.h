@@ -1,0 +1,29 @@
+#pragma once
+// Bytes of a document to UTF-8 text, and offsets in that text to lines and columns.
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zorbel::xmi::detail {
+
+// The document as UTF-8 without a byte order mark: UTF-16 (by its mark, or by the
+// first characters), UTF-8, and, as the XML declaration says, ISO-8859-1 or
+// windows-1252. Raises Error for an encoding it does not know and for bytes that are
+// not valid in the encoding, with the line and column where they are.
+std::string toUtf8(std::string_view bytes);
+
+// Line starts of a text, to turn byte offsets into 1-based lines and columns
+// (columns count characters, not bytes).
+class Lines {
+ public:
+  explicit Lines(std::string_view text);
+  std::size_t line(std::size_t offset) const;
+  std::size_t column(std::size_t offset) const;
+
+ private:
+  std::string_view fText;
+  std::vector<std::size_t> fStarts;
+};
+
+}  // namespace zorbel::xmi::detail

@@ -1,0 +1,381 @@
+// Writing a model as XMI: each root element's containment tree, walked through the
+// meta package, one XML element per model element.
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include <pugixml.hpp>
+
+#include <Kelpa/Meta.h>
+#include <zorbel/zorbel.h>
+
+#include "Kept.h"
+#include "WriterPlan.h"
+
+namespace zorbel::xmi {
+namespace {
+
+using Kelpa::Deviant;
+using Kelpa::NSInterface::ClassIntf;
+using Kelpa::NSInterface::ClassObjectIntf;
+using Kelpa::NSInterface::PropertyIntf;
+
+const char* umlNamespace(Dialect dialect) {
+  return dialect == Dialect::Eclipse ? "http://www.eclipse.org/uml2/5.0.0/UML"
+                                     : "http://www.omg.org/spec/UML/20161101";
+}
+constexpr const char* kXmiNamespace = "http://www.omg.org/spec/XMI/20131001";
+
+// Writes one document: ids first, over every tree, so that a reference may point
+// forward; then the elements.
+class DocumentWriter {
+ public:
+  DocumentWriter(Deviant d, const WriteOptions& options) : fDeviant(d), fOptions(options) {}
+
+  std::string run(const std::vector<Kelpa::ClassObject>& roots) {
+    // Kept ids first, so that a made one never takes the id an element already has.
+    for (const auto& root : roots) reserveIds(root.get());
+    for (const auto& root : roots) assignIds(root.get(), "");
+    pugi::xml_document doc;
+    auto decl = doc.append_child(pugi::node_declaration);
+    decl.append_attribute("version") = "1.0";
+    decl.append_attribute("encoding") = "UTF-8";
+    // What the first root kept of the document around it: attributes of xmi:XMI and
+    // its other children, such as stereotype applications.
+    std::vector<KeptRecord> docAttributes, docChildren;
+    if (!roots.empty())
+      for (KeptRecord& r : keptOf(roots.front().get(), fDeviant)) {
+        if (r.kind == "docattr") docAttributes.push_back(std::move(r));
+        else if (r.kind == "doc") docChildren.push_back(std::move(r));
+      }
+    const bool bare = fOptions.dialect == Dialect::Eclipse && roots.size() == 1 &&
+                      docAttributes.empty() && docChildren.empty();
+    pugi::xml_node top;
+    if (bare) {
+      top = doc.append_child(("uml:" + metaclassName(roots.front().get())).c_str());
+      declareNamespaces(top);
+      writeBody(top, roots.front().get(), /*typeAttribute=*/false);
+    } else {
+      top = doc.append_child("xmi:XMI");
+      declareNamespaces(top);
+      for (const KeptRecord& r : docAttributes) restoreAttribute(top, r);
+      for (const auto& root : roots) {
+        auto node = top.append_child(("uml:" + metaclassName(root.get())).c_str());
+        writeBody(node, root.get(), /*typeAttribute=*/false);  // the tag names the metaclass
+      }
+      for (const KeptRecord& r : docChildren) restoreChild(top, r);
+    }
+    std::ostringstream out;
+    doc.save(out, "  ", pugi::format_indent | pugi::format_save_file_text, pugi::encoding_utf8);
+    // A carriage return in a text would read back as a plain line break: it is written
+    // as a character reference, as in attribute values.
+    std::string text = out.str();
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (char c : text) {
+      if (c == '\r')
+        escaped += "&#13;";
+      else
+        escaped += c;
+    }
+    return escaped;
+  }
+
+ private:
+  void declareNamespaces(pugi::xml_node top) {
+    if (top.attribute("xmi:version")) return;
+    top.append_attribute("xmi:version") = "20131001";
+    top.append_attribute("xmlns:xmi") = kXmiNamespace;
+    top.append_attribute("xmlns:uml") = umlNamespace(fOptions.dialect);
+  }
+
+  static std::string metaclassName(const ClassObjectIntf* element) {
+    return Kelpa::reflect::metaClassOf(element)->getName();
+  }
+
+  template <class F>
+  void forEachContained(const ClassObjectIntf* element, F&& f) {
+    for (const PlannedProperty& p : planOf(Kelpa::reflect::metaClassOf(element)).properties) {
+      if (p.kind != PropertyKind::Composite) continue;
+      int i = 0;
+      forEachValue(element, p, [&](const Kelpa::Object& v) {
+        if (auto* child = asElement(v)) f(child, p.name, i);
+        ++i;
+      });
+    }
+  }
+
+  void reserveIds(const ClassObjectIntf* element) {
+    std::string id = element->getExternalId(fDeviant).str();
+    if (!id.empty() && fTaken.insert(id).second) fIds.emplace(element, std::move(id));
+    forEachContained(element, [&](const ClassObjectIntf* child, const std::string&, int) {
+      reserveIds(child);
+    });
+  }
+
+  // The element's kept id, or one made from its place: the owner's id, the property
+  // and the position, which gives the same id for the same model every time. Of two
+  // elements with one kept id, the second gets a new one.
+  void assignIds(const ClassObjectIntf* element, const std::string& place) {
+    auto it = fIds.find(element);
+    if (it == fIds.end()) {
+      std::string id = element->getExternalId(fDeviant).str();
+      if (id.empty()) id = place.empty() ? "_root." + std::to_string(fRoots) : place;
+      while (!fTaken.insert(id).second) id += "_";
+      it = fIds.emplace(element, std::move(id)).first;
+    }
+    if (place.empty()) ++fRoots;
+    const std::string id = it->second;
+    forEachContained(element, [&](const ClassObjectIntf* child, const std::string& name, int i) {
+      assignIds(child, id + "." + name + "." + std::to_string(i));
+    });
+  }
+
+  static const ClassObjectIntf* asElement(const Kelpa::Object& v) {
+    return Kelpa::ImmutableClassObject(v).get();
+  }
+
+  // Calls f with each value of the property, and gives the property that held them.
+  template <class F>
+  const PropertyIntf* forEachValue(const ClassObjectIntf* element, const PlannedProperty& p,
+                                   F&& f) {
+    const PropertyIntf* property = chosen(element, p);
+    if (!property) return nullptr;
+    // A redefinition may bound a list to one value (Extension.ownedEnd).
+    if (!property->isMultiValued()) {
+      Kelpa::Object value = Kelpa::reflect::get(element, fDeviant, *property);
+      if (!value.isNull()) f(value);
+      return property;
+    }
+    // Lists of one name are written as one: a redefining list keeps elements of its own.
+    std::unordered_set<const Kelpa::NSInterface::ObjectIntf*> seen;
+    for (const PropertyIntf* candidate : p.candidates) {
+      if (!candidate->isMultiValued() || !Kelpa::reflect::has(element, fDeviant, *candidate))
+        continue;
+      Kelpa::Sequence<Kelpa::Object> seq =
+          Kelpa::asSequence(Kelpa::reflect::get(element, fDeviant, *candidate));
+      const int n = seq.size();
+      for (int i = 0; i < n; ++i) {
+        const Kelpa::Object v = seq.at(i);
+        if (p.candidates.size() == 1 || seen.insert(v.get()).second) f(v);
+      }
+    }
+    return property;
+  }
+
+  // Of the properties that share a name (a redefinition keeps a value of its own), the
+  // most specific that holds a value.
+  // A redefined attribute with a default always holds one, so the first candidate that
+  // differs from its default wins, else the first that holds a value.
+  const PropertyIntf* chosen(const ClassObjectIntf* element, const PlannedProperty& p) {
+    const PropertyIntf* holding = nullptr;
+    for (const PropertyIntf* candidate : p.candidates) {
+      if (!Kelpa::reflect::has(element, fDeviant, *candidate)) continue;
+      if (p.candidates.size() == 1 || p.kind != PropertyKind::Attribute || p.multi)
+        return candidate;
+      if (!holding) holding = candidate;
+      const char* initial = candidate->getDefault();
+      const Kelpa::Object value = Kelpa::reflect::get(element, fDeviant, *candidate);
+      if (!value.isNull() && !(initial && value->toString(fDeviant).str() == initial))
+        return candidate;
+    }
+    return holding;
+  }
+
+  void writeBody(pugi::xml_node node, const ClassObjectIntf* element, bool typeAttribute) {
+    const ClassIntf* metaclass = Kelpa::reflect::metaClassOf(element);
+    if (typeAttribute) node.append_attribute("xmi:type") = ("uml:" + metaclass->getName()).c_str();
+    node.append_attribute("xmi:id") = fIds.at(element).c_str();
+    const std::string uuid = toolInfo(element, fDeviant, kUuidTool);
+    if (!uuid.empty()) node.append_attribute("xmi:uuid") = uuid.c_str();
+    const WriterPlan& plan = planOf(metaclass);
+    // Attributes and references in id form first, as XML attributes; then the values
+    // that need elements of their own, in property order.
+    std::vector<std::pair<const PlannedProperty*, std::vector<Kelpa::Object>>> children;
+    for (const PlannedProperty& p : plan.properties) {
+      std::vector<Kelpa::Object> values;
+      const PropertyIntf* property =
+          forEachValue(element, p, [&](const Kelpa::Object& v) { values.push_back(v); });
+      if (values.empty()) continue;
+      switch (p.kind) {
+        case PropertyKind::Attribute:
+          if (!property->isMultiValued()) {
+            std::string text = values.front()->toString(fDeviant).str();
+            // A value equal to the default goes without saying; so does the empty text
+            // of a string that always has a value, which is what it reads as when
+            // nothing was written. An optional one that was set to "" says so.
+            const char* initial = property->getDefault();
+            if ((initial && text == initial) || (text.empty() && p.isString && property->getLower() > 0))
+              continue;
+            if (p.asElement) {
+              children.emplace_back(&p, std::move(values));
+              continue;
+            }
+            node.append_attribute(p.name.c_str()) = text.c_str();
+          } else {
+            children.emplace_back(&p, std::move(values));
+          }
+          break;
+        case PropertyKind::Reference: {
+          std::string ids;
+          bool local = true;
+          for (const auto& v : values) {
+            auto it = fIds.find(asElement(v));
+            if (it == fIds.end()) {
+              local = false;
+              break;
+            }
+            if (!ids.empty()) ids += ' ';
+            ids += it->second;
+          }
+          if (local)
+            node.append_attribute(p.name.c_str()) = ids.c_str();
+          else
+            children.emplace_back(&p, std::move(values));
+          break;
+        }
+        case PropertyKind::Composite:
+          children.emplace_back(&p, std::move(values));
+          break;
+      }
+    }
+    for (auto& [p, values] : children) {
+      for (const auto& v : values) {
+        auto child = node.append_child(p->name.c_str());
+        if (p->kind == PropertyKind::Attribute) {
+          child.text() = v->toString(fDeviant).str().c_str();
+        } else if (p->kind == PropertyKind::Composite) {
+          const ClassObjectIntf* contained = asElement(v);
+          const bool needsType =
+              fOptions.dialect == Dialect::Omg || Kelpa::reflect::metaClassOf(contained) != p->type;
+          writeBody(child, contained, needsType);
+        } else {
+          writeReference(child, asElement(v));
+        }
+      }
+    }
+    // Content the model has no place for, back where it was read.
+    std::vector<KeptRecord> kept = keptOf(element, fDeviant);
+    std::stable_sort(kept.begin(), kept.end(),
+                     [](const KeptRecord& a, const KeptRecord& b) { return a.position < b.position; });
+    for (const KeptRecord& r : kept) {
+      if (r.kind == "attr") restoreAttribute(node, r);
+      else if (r.kind == "child") restoreChild(node, r);
+    }
+  }
+
+  // A kept attribute, name="value" with the value escaped as XML. An attribute of the
+  // XML Schema instance namespace (xsi:schemaLocation) brings its declaration.
+  static void restoreAttribute(pugi::xml_node node, const KeptRecord& r) {
+    if (r.payload.rfind("xsi:", 0) == 0 && !node.attribute("xmlns:xsi"))
+      node.append_attribute("xmlns:xsi") = "http://www.w3.org/2001/XMLSchema-instance";
+    pugi::xml_document scratch;
+    const std::string probe = "<a xmlns:xsi='' " + r.payload + "/>";
+    if (!scratch.load_buffer(probe.data(), probe.size(), pugi::parse_default,
+                             pugi::encoding_utf8))
+      return;
+    for (pugi::xml_attribute a : scratch.first_child().attributes()) {
+      if (node.attribute(a.name()) || std::string_view(a.name()) == "xmlns:xsi") continue;
+      pugi::xml_attribute at = node.first_attribute();
+      for (std::size_t i = 0; at && i < r.position; ++i) at = at.next_attribute();
+      pugi::xml_attribute added =
+          at ? node.insert_attribute_before(a.name(), at) : node.append_attribute(a.name());
+      added.set_value(a.value());
+    }
+  }
+
+  // A kept child node, put back at its index among the element's children.
+  static void restoreChild(pugi::xml_node node, const KeptRecord& r) {
+    pugi::xml_document scratch;
+    if (!scratch.load_buffer(r.payload.data(), r.payload.size(),
+                             pugi::parse_default | pugi::parse_comments | pugi::parse_fragment,
+                             pugi::encoding_utf8))
+      return;
+    pugi::xml_node before = node.first_child();
+    for (std::size_t i = 0; before && i < r.position; ++i) before = before.next_sibling();
+    for (pugi::xml_node part : scratch.children()) {
+      pugi::xml_node copy = before ? node.insert_copy_before(part, before) : node.append_copy(part);
+      dropInheritedDeclarations(copy);
+    }
+  }
+
+  // A kept fragment declares the prefixes it uses. Those that the document declares
+  // already, and those of XMI and UML, which this document declares in their newest
+  // version, are dropped.
+  static void dropInheritedDeclarations(pugi::xml_node fragment) {
+    pugi::xml_node top = fragment.root().first_child();
+    while (top.type() != pugi::node_element) top = top.next_sibling();
+    for (pugi::xml_attribute a = fragment.first_attribute(); a;) {
+      pugi::xml_attribute next = a.next_attribute();
+      const std::string_view name = a.name();
+      if (name.substr(0, 6) == "xmlns:") {
+        pugi::xml_attribute declared = top.attribute(a.name());
+        if (declared && (std::string_view(declared.value()) == a.value() ||
+                         (isUmlOrXmiNamespace(a.value()) && isUmlOrXmiNamespace(declared.value()))))
+          fragment.remove_attribute(a);
+      }
+      a = next;
+    }
+  }
+
+  void writeReference(pugi::xml_node child, const ClassObjectIntf* target) {
+    auto it = fIds.find(target);
+    if (it != fIds.end()) {
+      child.append_attribute("xmi:idref") = it->second.c_str();
+      return;
+    }
+    child.append_attribute("xmi:type") =
+        ("uml:" + Kelpa::reflect::metaClassOf(target)->getName()).c_str();
+    child.append_attribute("href") = hrefOf(target).c_str();
+  }
+
+  // An element outside the written trees: by its library's address, else by its id
+  // alone in this document.
+  std::string hrefOf(const ClassObjectIntf* target) {
+    const std::string id = target->getExternalId(fDeviant).str();
+    std::string document = libraryUriOf(target, fDeviant, fOptions.dialect);
+    if (document.empty())
+      for (const Document* other : fOptions.documents) {
+        const Kelpa::ClassObject found = other->find(id);
+        if (found.get() == target) {
+          document = other->uri;
+          break;
+        }
+      }
+    return document + "#" + id;
+  }
+
+  Deviant fDeviant;
+  const WriteOptions& fOptions;
+  std::unordered_map<const ClassObjectIntf*, std::string> fIds;
+  std::unordered_set<std::string> fTaken;
+  std::size_t fRoots = 0;
+};
+
+}  // namespace
+
+std::string writeString(const Kelpa::Model& model, const WriteOptions& options) {
+  const Deviant d = model.getDeviant();
+  std::vector<Kelpa::ClassObject> roots = options.roots;
+  if (roots.empty()) {
+    Kelpa::Sequence<Kelpa::ClassObject> all = model->getRootObjects(d);
+    for (int i = 0; i < all.size(); ++i)
+      if (libraryUriOf(all.at(i).get(), d, options.dialect).empty()) roots.push_back(all.at(i));
+  }
+  return DocumentWriter(d, options).run(roots);
+}
+
+void write(const Kelpa::Model& model, const std::filesystem::path& file,
+           const WriteOptions& options) {
+  const std::string text = writeString(model, options);
+  std::ofstream out(file, std::ios::binary);
+  out << text;
+  if (!out.flush()) throw std::runtime_error("cannot write " + file.string());
+}
+
+}  // namespace zorbel::xmi

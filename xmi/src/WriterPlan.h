@@ -1,0 +1,34 @@
+#pragma once
+// What the writer writes of each metaclass, worked out once per metaclass from the
+// meta package.
+#include <string>
+#include <vector>
+
+#include <Kelpa/Meta.h>
+
+#include <zorbel/xmi/Xmi.h>
+
+namespace zorbel::xmi {
+
+enum class PropertyKind { Attribute, Composite, Reference };
+
+struct PlannedProperty {
+  std::string name;
+  PropertyKind kind;
+  bool multi;
+  bool isString = false;   // of the primitive type String
+  bool asElement = false;  // a single value written as a child element (a body text)
+  const Kelpa::NSInterface::ClassIntf* type = nullptr;  // the element type, for elements
+  // The properties of this name, the most specific first: a redefinition keeps a
+  // value of its own, and the first that holds one is written.
+  std::vector<const Kelpa::NSInterface::PropertyIntf*> candidates;
+};
+
+struct WriterPlan {
+  std::vector<PlannedProperty> properties;  // inherited ones first
+};
+
+// The plan of a metaclass; built on first use and kept for the process.
+const WriterPlan& planOf(const Kelpa::NSInterface::ClassIntf* metaclass);
+
+}  // namespace zorbel::xmi
