@@ -18,6 +18,10 @@ constexpr const char* kMetamodelUri = "pathmap://UML_METAMODELS/UML.metamodel.um
 
 class FilesTest : public ::testing::Test {
  protected:
+  void SetUp() override {
+    if (!std::filesystem::is_directory(kFiles)) GTEST_SKIP() << "no model files at " << kFiles;
+  }
+
   struct Read {
     Kelpa::Model model = zorbel::NSInterface::FactoryIntf::createNewModel();
     Document document;

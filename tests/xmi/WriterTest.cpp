@@ -52,6 +52,7 @@ void PrintTo(const FileCase& c, std::ostream* out) {
 
 std::vector<FileCase> fileCases() {
   std::vector<std::string> files;
+  if (!fs::is_directory(ZORBEL_XMI_FILES)) return {};  // the tests say so below
   for (const auto& entry : fs::directory_iterator(ZORBEL_XMI_FILES)) {
     const std::string ext = entry.path().extension().string();
     if (ext == ".uml" || ext == ".xmi") files.push_back(entry.path().filename().string());
@@ -93,6 +94,7 @@ TEST_P(FileRoundTrip, ReadsBackAsTheSameModel) {
   EXPECT_EQ(zorbel::xmi::writeString(second.model, in(c.dialect, back.roots)), text);
 }
 
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FileRoundTrip);
 INSTANTIATE_TEST_SUITE_P(SharedFiles, FileRoundTrip, testing::ValuesIn(fileCases()),
                          [](const testing::TestParamInfo<FileCase>& info) {
                            std::string name = info.param.file;
@@ -175,6 +177,7 @@ std::string fileText(const std::string& name) {
 // Written in its own dialect, a file says what it said: the same elements, attributes
 // and children, up to what canonical XML leaves open.
 TEST(XmiWriter, AFileWrittenInItsDialectIsCanonicallyTheSame) {
+  if (!fs::is_directory(ZORBEL_XMI_FILES)) GTEST_SKIP() << "no model files at " << ZORBEL_XMI_FILES;
   for (const char* name : {"library.uml", "UMLPrimitiveTypes.library.uml"}) {
     Fresh f;
     const auto doc = zorbel::xmi::readString(f.model, fileText(name));
