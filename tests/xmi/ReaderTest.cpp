@@ -188,6 +188,7 @@ TEST_F(ReaderTest, PrimitiveTypeHrefsShareOneLibraryPerModel) {
   EXPECT_EQ(boolean->getExternalToolInfo(d(), Kelpa::String("xmi-library")).getInfo().str(), "PrimitiveTypes");
   const Kelpa::ClassObject library = one(boolean, "owner");
   EXPECT_EQ(text(library, "name"), "PrimitiveTypes");
+  EXPECT_EQ(Kelpa::reflect::metaClassOf(library.get())->getName(), "Model");  // as the libraries are
   EXPECT_EQ(all(library, "packagedElement").size(), 5u);
   EXPECT_EQ(text(one(third.find("p"), "type"), "name"), "UnlimitedNatural");
   EXPECT_EQ(model->getRootObjects(d()).size(), 4);  // three models and the library

@@ -47,8 +47,7 @@ std::vector<Kelpa::Object> valuesOf(const ClassObjectIntf* e, Deviant d,
     if (!value.isNull()) out.push_back(value);
     // A redefined attribute: the candidate that differs from its default speaks.
     if (p.candidates.size() == 1 || p.kind != PropertyKind::Attribute) break;
-    const char* initial = candidate->getDefault();
-    if (!out.empty() && !(initial && out.front()->toString(d).str() == initial)) break;
+    if (!out.empty() && !isDefault(candidate, out.front()->toString(d).str())) break;
     if (candidate != p.candidates.back()) out.clear();
   }
   return out;

@@ -250,12 +250,13 @@ ClassObject Session::primitiveType(std::string_view fragment, Report& report) {
         break;
       }
     }
-    const ClassIntf* packageClass = metaclass("Package");
+    // A Model, as both libraries that the hrefs name are.
+    const ClassIntf* packageClass = metaclass("Model");
     const PropertyIntf* packaged = packageClass->findProperty("packagedElement");
     const Kelpa::ExternalToolInfo marker{Kelpa::String(kLibraryTool), Kelpa::String(kLibraryName)};
     if (library.isNull()) {
       library = create(packageClass);
-      ++report.created["Package"];
+      ++report.created["Model"];
       library->setOrAdd(d, Kelpa::String("name"), zorbel::String(kLibraryName));
       library->setExternalId(d, Kelpa::String("_0"));
       library->setExternalToolInfo(d, marker);

@@ -179,9 +179,8 @@ class DocumentWriter {
       if (p.candidates.size() == 1 || p.kind != PropertyKind::Attribute || p.multi)
         return candidate;
       if (!holding) holding = candidate;
-      const char* initial = candidate->getDefault();
       const Kelpa::Object value = Kelpa::reflect::get(element, fDeviant, *candidate);
-      if (!value.isNull() && !(initial && value->toString(fDeviant).str() == initial))
+      if (!value.isNull() && !isDefault(candidate, value->toString(fDeviant).str()))
         return candidate;
     }
     return holding;
@@ -209,8 +208,7 @@ class DocumentWriter {
             // A value equal to the default goes without saying; so does the empty text
             // of a string that always has a value, which is what it reads as when
             // nothing was written. An optional one that was set to "" says so.
-            const char* initial = property->getDefault();
-            if ((initial && text == initial) || (text.empty() && p.isString && property->getLower() > 0))
+            if (isDefault(property, text) || (text.empty() && p.isString && property->getLower() > 0))
               continue;
             if (p.asElement) {
               children.emplace_back(&p, std::move(values));

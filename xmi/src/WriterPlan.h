@@ -28,6 +28,12 @@ struct WriterPlan {
   std::vector<PlannedProperty> properties;  // inherited ones first
 };
 
+// Whether text is the property's default; an empty literal means it has none.
+inline bool isDefault(const Kelpa::NSInterface::PropertyIntf* property, const std::string& text) {
+  const char* literal = property->getDefault();
+  return literal && *literal && text == literal;
+}
+
 // The plan of a metaclass; built on first use and kept for the process.
 const WriterPlan& planOf(const Kelpa::NSInterface::ClassIntf* metaclass);
 

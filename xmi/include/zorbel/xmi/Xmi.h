@@ -42,8 +42,8 @@
 //   "xmi-uuid" (the info is the uuid).
 // - hrefs to the standard primitive types (Boolean, Integer, Real, String,
 //   UnlimitedNatural under the pathmap UML_LIBRARIES or a dated OMG PrimitiveTypes.xmi)
-//   resolve to the package "PrimitiveTypes" that the reader makes once in the model: the
-//   package has externalId "_0", each type its name; all six carry the ExternalToolInfo
+//   resolve to the model "PrimitiveTypes" that the reader makes once in the model: the
+//   model has externalId "_0", each type its name; all six carry the ExternalToolInfo
 //   of tool "xmi-library" with info "PrimitiveTypes", so that a writer writes hrefs to
 //   them instead of their contents.
 // - Everything the model has no place for is kept as text in the ExternalToolInfo of
