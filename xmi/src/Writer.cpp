@@ -98,20 +98,42 @@ class DocumentWriter {
     return Kelpa::reflect::metaClassOf(element)->getName();
   }
 
+  // The elements that one composite property of an element holds.
+  struct Contained {
+    const PlannedProperty* property;
+    std::vector<Kelpa::Object> elements;
+  };
+
+  // The element's composite values, read once and kept for the ids and the writing.
+  const std::vector<Contained>& containedIn(const ClassObjectIntf* element) {
+    auto [it, added] = fContained.try_emplace(element);
+    if (added)
+      for (const PlannedProperty& p : planOf(Kelpa::reflect::metaClassOf(element)).properties) {
+        if (p.kind != PropertyKind::Composite) continue;
+        std::vector<Kelpa::Object> elements;
+        forEachValue(element, p, [&](const Kelpa::Object& v) {
+          if (asElement(v)) elements.push_back(v);
+        });
+        if (!elements.empty()) it->second.push_back({&p, std::move(elements)});
+      }
+    return it->second;
+  }
+
   template <class F>
   void forEachContained(const ClassObjectIntf* element, F&& f) {
-    for (const PlannedProperty& p : planOf(Kelpa::reflect::metaClassOf(element)).properties) {
-      if (p.kind != PropertyKind::Composite) continue;
+    for (const Contained& c : containedIn(element)) {
       int i = 0;
-      forEachValue(element, p, [&](const Kelpa::Object& v) {
-        if (auto* child = asElement(v)) f(child, p.name, i);
-        ++i;
-      });
+      for (const Kelpa::Object& v : c.elements) f(asElement(v), c.property->name, i++);
     }
   }
 
+  // The kept id, read through the text's kept narrow form.
+  std::string externalIdOf(const ClassObjectIntf* element) const {
+    return element->getExternalId(fDeviant).c_str();
+  }
+
   void reserveIds(const ClassObjectIntf* element) {
-    std::string id = element->getExternalId(fDeviant).str();
+    std::string id = externalIdOf(element);
     if (!id.empty() && fTaken.insert(id).second) fIds.emplace(element, std::move(id));
     forEachContained(element, [&](const ClassObjectIntf* child, const std::string&, int) {
       reserveIds(child);
@@ -124,7 +146,7 @@ class DocumentWriter {
   void assignIds(const ClassObjectIntf* element, const std::string& place) {
     auto it = fIds.find(element);
     if (it == fIds.end()) {
-      std::string id = element->getExternalId(fDeviant).str();
+      std::string id = externalIdOf(element);
       if (id.empty()) id = place.empty() ? "_root." + std::to_string(fRoots) : place;
       while (!fTaken.insert(id).second) id += "_";
       it = fIds.emplace(element, std::move(id)).first;
@@ -138,6 +160,12 @@ class DocumentWriter {
 
   static const ClassObjectIntf* asElement(const Kelpa::Object& v) {
     return Kelpa::ImmutableClassObject(v).get();
+  }
+
+  // A value as text; a string through its kept narrow form.
+  std::string textOf(const Kelpa::Object& value, const PlannedProperty& p) const {
+    if (p.isString) return zorbel::String(value).c_str();
+    return value->toString(fDeviant).str();
   }
 
   // Calls f with each value of the property, and gives the property that held them.
@@ -155,8 +183,7 @@ class DocumentWriter {
     // Lists of one name are written as one: a redefining list keeps elements of its own.
     std::unordered_set<const Kelpa::NSInterface::ObjectIntf*> seen;
     for (const PropertyIntf* candidate : p.candidates) {
-      if (!candidate->isMultiValued() || !Kelpa::reflect::has(element, fDeviant, *candidate))
-        continue;
+      if (!candidate->isMultiValued()) continue;
       Kelpa::Sequence<Kelpa::Object> seq =
           Kelpa::asSequence(Kelpa::reflect::get(element, fDeviant, *candidate));
       const int n = seq.size();
@@ -173,6 +200,9 @@ class DocumentWriter {
   // A redefined attribute with a default always holds one, so the first candidate that
   // differs from its default wins, else the first that holds a value.
   const PropertyIntf* chosen(const ClassObjectIntf* element, const PlannedProperty& p) {
+    // A list or a reference reads as empty or null when it holds nothing.
+    if (p.candidates.size() == 1 && (p.multi || p.kind != PropertyKind::Attribute))
+      return p.candidates.front();
     const PropertyIntf* holding = nullptr;
     for (const PropertyIntf* candidate : p.candidates) {
       if (!Kelpa::reflect::has(element, fDeviant, *candidate)) continue;
@@ -195,8 +225,19 @@ class DocumentWriter {
     const WriterPlan& plan = planOf(metaclass);
     // Attributes and references in id form first, as XML attributes; then the values
     // that need elements of their own, in property order.
-    std::vector<std::pair<const PlannedProperty*, std::vector<Kelpa::Object>>> children;
+    // Values written as elements: those of composites are the kept lists, the others
+    // are moved here.
+    std::vector<std::vector<Kelpa::Object>> moved;
+    moved.reserve(plan.properties.size());
+    std::vector<std::pair<const PlannedProperty*, const std::vector<Kelpa::Object>*>> children;
+    const std::vector<Contained>& contained = containedIn(element);
+    auto nextContained = contained.begin();
     for (const PlannedProperty& p : plan.properties) {
+      if (p.kind == PropertyKind::Composite) {
+        if (nextContained != contained.end() && nextContained->property == &p)
+          children.emplace_back(&p, &(nextContained++)->elements);
+        continue;
+      }
       std::vector<Kelpa::Object> values;
       const PropertyIntf* property =
           forEachValue(element, p, [&](const Kelpa::Object& v) { values.push_back(v); });
@@ -204,19 +245,19 @@ class DocumentWriter {
       switch (p.kind) {
         case PropertyKind::Attribute:
           if (!property->isMultiValued()) {
-            std::string text = values.front()->toString(fDeviant).str();
+            std::string text = textOf(values.front(), p);
             // A value equal to the default goes without saying; so does the empty text
             // of a string that always has a value, which is what it reads as when
             // nothing was written. An optional one that was set to "" says so.
             if (isDefault(property, text) || (text.empty() && p.isString && property->getLower() > 0))
               continue;
             if (p.asElement) {
-              children.emplace_back(&p, std::move(values));
+              children.emplace_back(&p, &moved.emplace_back(std::move(values)));
               continue;
             }
             node.append_attribute(p.name.c_str()) = text.c_str();
           } else {
-            children.emplace_back(&p, std::move(values));
+            children.emplace_back(&p, &moved.emplace_back(std::move(values)));
           }
           break;
         case PropertyKind::Reference: {
@@ -234,19 +275,19 @@ class DocumentWriter {
           if (local)
             node.append_attribute(p.name.c_str()) = ids.c_str();
           else
-            children.emplace_back(&p, std::move(values));
+            children.emplace_back(&p, &moved.emplace_back(std::move(values)));
           break;
         }
         case PropertyKind::Composite:
-          children.emplace_back(&p, std::move(values));
+          children.emplace_back(&p, &moved.emplace_back(std::move(values)));
           break;
       }
     }
     for (auto& [p, values] : children) {
-      for (const auto& v : values) {
+      for (const auto& v : *values) {
         auto child = node.append_child(p->name.c_str());
         if (p->kind == PropertyKind::Attribute) {
-          child.text() = v->toString(fDeviant).str().c_str();
+          child.text() = textOf(v, *p).c_str();
         } else if (p->kind == PropertyKind::Composite) {
           const ClassObjectIntf* contained = asElement(v);
           const bool needsType =
@@ -335,7 +376,7 @@ class DocumentWriter {
   // An element outside the written trees: by its library's address, else by its id
   // alone in this document.
   std::string hrefOf(const ClassObjectIntf* target) {
-    const std::string id = target->getExternalId(fDeviant).str();
+    const std::string id = externalIdOf(target);
     std::string document = libraryUriOf(target, fDeviant, fOptions.dialect);
     if (document.empty())
       for (const Document* other : fOptions.documents) {
@@ -352,6 +393,7 @@ class DocumentWriter {
   const WriteOptions& fOptions;
   std::unordered_map<const ClassObjectIntf*, std::string> fIds;
   std::unordered_set<std::string> fTaken;
+  std::unordered_map<const ClassObjectIntf*, std::vector<Contained>> fContained;
   std::size_t fRoots = 0;
 };
 
