@@ -24,41 +24,15 @@ const ClassObjectIntf* asElement(const Kelpa::Object& v) {
   return Kelpa::ImmutableClassObject(v).get();
 }
 
-// The values a document states for the property: of lists that share a name, all their
-// elements; of single values, the first that differs from its default.
-std::vector<Kelpa::Object> valuesOf(const ClassObjectIntf* e, Deviant d,
-                                    const PlannedProperty& p, const PropertyIntf*& which) {
-  std::vector<Kelpa::Object> out;
-  which = nullptr;
-  for (const PropertyIntf* candidate : p.candidates) {
-    if (!Kelpa::reflect::has(e, d, *candidate)) continue;
-    which = candidate;
-    Kelpa::Object value = Kelpa::reflect::get(e, d, *candidate);
-    if (candidate->isMultiValued()) {
-      Kelpa::Sequence<Kelpa::Object> seq = Kelpa::asSequence(value);
-      for (int i = 0; i < seq.size(); ++i) {
-        const Kelpa::Object v = seq.at(i);
-        if (p.candidates.size() == 1 ||
-            std::none_of(out.begin(), out.end(), [&](const Kelpa::Object& o) { return o.get() == v.get(); }))
-          out.push_back(v);
-      }
-      continue;
-    }
-    if (!value.isNull()) out.push_back(value);
-    // A redefined attribute: the candidate that differs from its default speaks.
-    if (p.candidates.size() == 1 || p.kind != PropertyKind::Attribute) break;
-    if (!out.empty() && !isDefault(candidate, out.front()->toString(d).str())) break;
-    if (candidate != p.candidates.back()) out.clear();
-  }
-  return out;
+std::vector<Kelpa::Object> valuesOf(const ClassObjectIntf* e, Deviant d, const PlannedProperty& p) {
+  return statedValues(e, d, p).values;
 }
 
 void place(Side& side, const ClassObjectIntf* e, const std::string& at) {
   side.places.emplace(e, at);
   for (const PlannedProperty& p : planOf(Kelpa::reflect::metaClassOf(e)).properties) {
     if (p.kind != PropertyKind::Composite) continue;
-    const PropertyIntf* which;
-    const auto values = valuesOf(e, side.d, p, which);
+    const auto values = valuesOf(e, side.d, p);
     for (std::size_t i = 0; i < values.size(); ++i)
       if (const ClassObjectIntf* child = asElement(values[i]))
         place(side, child, at + "/" + p.name + "." + std::to_string(i));
@@ -81,9 +55,8 @@ class Comparer {
     const std::string kx = keptText(x, fA.d), ky = keptText(y, fB.d);
     if (kx != ky) differ(at, "kept content: " + firstDifference(kx, ky));
     for (const PlannedProperty& p : planOf(cx).properties) {
-      const PropertyIntf *wx, *wy;
-      const auto vx = valuesOf(x, fA.d, p, wx);
-      const auto vy = valuesOf(y, fB.d, p, wy);
+      const auto vx = valuesOf(x, fA.d, p);
+      const auto vy = valuesOf(y, fB.d, p);
       const std::string where = at + " " + p.name;
       if (p.kind == PropertyKind::Composite) {
         if (vx.size() != vy.size()) {

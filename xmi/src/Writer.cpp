@@ -110,11 +110,8 @@ class DocumentWriter {
     if (added)
       for (const PlannedProperty& p : planOf(Kelpa::reflect::metaClassOf(element)).properties) {
         if (p.kind != PropertyKind::Composite) continue;
-        std::vector<Kelpa::Object> elements;
-        forEachValue(element, p, [&](const Kelpa::Object& v) {
-          if (asElement(v)) elements.push_back(v);
-        });
-        if (!elements.empty()) it->second.push_back({&p, std::move(elements)});
+        Stated stated = statedValues(element, fDeviant, p);
+        if (!stated.values.empty()) it->second.push_back({&p, std::move(stated.values)});
       }
     return it->second;
   }
@@ -168,54 +165,6 @@ class DocumentWriter {
     return value->toString(fDeviant).str();
   }
 
-  // Calls f with each value of the property, and gives the property that held them.
-  template <class F>
-  const PropertyIntf* forEachValue(const ClassObjectIntf* element, const PlannedProperty& p,
-                                   F&& f) {
-    const PropertyIntf* property = chosen(element, p);
-    if (!property) return nullptr;
-    // A redefinition may bound a list to one value (Extension.ownedEnd).
-    if (!property->isMultiValued()) {
-      Kelpa::Object value = Kelpa::reflect::get(element, fDeviant, *property);
-      if (!value.isNull()) f(value);
-      return property;
-    }
-    // Lists of one name are written as one: a redefining list keeps elements of its own.
-    std::unordered_set<const Kelpa::NSInterface::ObjectIntf*> seen;
-    for (const PropertyIntf* candidate : p.candidates) {
-      if (!candidate->isMultiValued()) continue;
-      Kelpa::Sequence<Kelpa::Object> seq =
-          Kelpa::asSequence(Kelpa::reflect::get(element, fDeviant, *candidate));
-      const int n = seq.size();
-      for (int i = 0; i < n; ++i) {
-        const Kelpa::Object v = seq.at(i);
-        if (p.candidates.size() == 1 || seen.insert(v.get()).second) f(v);
-      }
-    }
-    return property;
-  }
-
-  // Of the properties that share a name (a redefinition keeps a value of its own), the
-  // most specific that holds a value.
-  // A redefined attribute with a default always holds one, so the first candidate that
-  // differs from its default wins, else the first that holds a value.
-  const PropertyIntf* chosen(const ClassObjectIntf* element, const PlannedProperty& p) {
-    // A list or a reference reads as empty or null when it holds nothing.
-    if (p.candidates.size() == 1 && (p.multi || p.kind != PropertyKind::Attribute))
-      return p.candidates.front();
-    const PropertyIntf* holding = nullptr;
-    for (const PropertyIntf* candidate : p.candidates) {
-      if (!Kelpa::reflect::has(element, fDeviant, *candidate)) continue;
-      if (p.candidates.size() == 1 || p.kind != PropertyKind::Attribute || p.multi)
-        return candidate;
-      if (!holding) holding = candidate;
-      const Kelpa::Object value = Kelpa::reflect::get(element, fDeviant, *candidate);
-      if (!value.isNull() && !isDefault(candidate, value->toString(fDeviant).str()))
-        return candidate;
-    }
-    return holding;
-  }
-
   void writeBody(pugi::xml_node node, const ClassObjectIntf* element, bool typeAttribute) {
     const ClassIntf* metaclass = Kelpa::reflect::metaClassOf(element);
     if (typeAttribute) node.append_attribute("xmi:type") = ("uml:" + metaclass->getName()).c_str();
@@ -238,9 +187,9 @@ class DocumentWriter {
           children.emplace_back(&p, &(nextContained++)->elements);
         continue;
       }
-      std::vector<Kelpa::Object> values;
-      const PropertyIntf* property =
-          forEachValue(element, p, [&](const Kelpa::Object& v) { values.push_back(v); });
+      Stated stated = statedValues(element, fDeviant, p);
+      std::vector<Kelpa::Object>& values = stated.values;
+      const PropertyIntf* property = stated.property;
       if (values.empty()) continue;
       switch (p.kind) {
         case PropertyKind::Attribute:

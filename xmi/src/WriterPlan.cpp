@@ -68,6 +68,47 @@ WriterPlan build(const ClassIntf* metaclass) {
 
 }  // namespace
 
+Stated statedValues(const Kelpa::NSInterface::ClassObjectIntf* element, Kelpa::Deviant d,
+                    const PlannedProperty& p) {
+  Stated out;
+  const bool shared = p.candidates.size() > 1;
+  // A list or a reference of its own name reads as empty or null when it holds nothing.
+  if (!shared && (p.multi || p.kind != PropertyKind::Attribute)) {
+    out.property = p.candidates.front();
+  } else {
+    const PropertyIntf* holding = nullptr;
+    for (const PropertyIntf* candidate : p.candidates) {
+      if (!Kelpa::reflect::has(element, d, *candidate)) continue;
+      if (!holding) holding = candidate;
+      if (!shared || p.kind != PropertyKind::Attribute || candidate->isMultiValued()) break;
+      const Kelpa::Object value = Kelpa::reflect::get(element, d, *candidate);
+      if (!value.isNull() && !isDefault(candidate, value->toString(d).str())) {
+        holding = candidate;
+        break;
+      }
+    }
+    out.property = holding;
+  }
+  if (!out.property) return out;
+  // A redefinition may bound a list to one value (Extension.ownedEnd).
+  if (!out.property->isMultiValued()) {
+    Kelpa::Object value = Kelpa::reflect::get(element, d, *out.property);
+    if (!value.isNull()) out.values.push_back(std::move(value));
+    return out;
+  }
+  std::unordered_set<const Kelpa::NSInterface::ObjectIntf*> seen;
+  for (const PropertyIntf* candidate : p.candidates) {
+    if (!candidate->isMultiValued()) continue;
+    Kelpa::Sequence<Kelpa::Object> seq = Kelpa::asSequence(Kelpa::reflect::get(element, d, *candidate));
+    const int n = seq.size();
+    for (int i = 0; i < n; ++i) {
+      Kelpa::Object v = seq.at(i);
+      if (!shared || seen.insert(v.get()).second) out.values.push_back(std::move(v));
+    }
+  }
+  return out;
+}
+
 const WriterPlan& planOf(const ClassIntf* metaclass) {
   static std::mutex mutex;
   static std::map<const ClassIntf*, std::unique_ptr<WriterPlan>> plans;

@@ -34,6 +34,19 @@ inline bool isDefault(const Kelpa::NSInterface::PropertyIntf* property, const st
   return literal && *literal && text == literal;
 }
 
+// What a document states for one property of an element.
+struct Stated {
+  const Kelpa::NSInterface::PropertyIntf* property = nullptr;  // the one that held the values
+  std::vector<Kelpa::Object> values;
+};
+
+// The values of p in element, in order. Of properties that share a name (a redefinition
+// keeps a value of its own): for lists, the elements of all of them, each once; for a
+// single value, the first, most specific first, that differs from its default, else the
+// first that holds one (an attribute with a default always holds one).
+Stated statedValues(const Kelpa::NSInterface::ClassObjectIntf* element, Kelpa::Deviant d,
+                    const PlannedProperty& p);
+
 // The plan of a metaclass; built on first use and kept for the process.
 const WriterPlan& planOf(const Kelpa::NSInterface::ClassIntf* metaclass);
 
