@@ -112,17 +112,17 @@ bool isBlank(std::string_view s) {
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-std::vector<std::string_view> splitIds(std::string_view s) {
-  std::vector<std::string_view> ids;
+// Appends the ids of a list separated by white space.
+template <class Out>
+void splitIds(std::string_view s, Out&& out) {
   std::size_t i = 0;
   while (i < s.size()) {
     while (i < s.size() && isSpace(s[i])) ++i;
     if (i == s.size()) break;
     const std::size_t start = i;
     while (i < s.size() && !isSpace(s[i])) ++i;
-    ids.emplace_back(s.substr(start, i - start));
+    out(s.substr(start, i - start));
   }
-  return ids;
 }
 
 std::string escapeAttribute(std::string_view value) {
@@ -202,11 +202,12 @@ struct Target {
   bool href = false;
 };
 
-// A reference noted in pass one.
+// A reference noted in pass one: an href or idref of a child, or the list of ids of an
+// attribute, split when it is resolved.
 struct Pending {
   std::size_t element;  // index into the reader's elements
   const PropertyIntf* property;
-  std::vector<Target> targets;
+  Target written;
   std::size_t offset;  // in the text, for the line
   // Where it was written, to keep what does not resolve.
   bool fromAttribute;
@@ -244,6 +245,64 @@ struct ElementInfo {
   std::string_view id;
   std::size_t offset;  // in the text, for the line
   std::vector<Kept> kept;
+};
+
+// The elements by xmi:id, the first of each id: an open-addressing table of views into
+// the parsed tree and element indices, made for all elements at once, so that a large
+// document costs neither an allocation per id nor rehashing.
+class IdTable {
+ public:
+
+  void reserve(std::size_t n) {
+    std::size_t capacity = 16;
+    while (capacity < 2 * n) capacity *= 2;
+    if (capacity > fSlots.size()) rehash(capacity);
+  }
+  // Adds the element of that index under its id unless the id has one; the index of the
+  // element that has it.
+  std::size_t emplace(std::string_view id, std::size_t index) {
+    if (2 * (fSize + 1) > fSlots.size()) rehash(std::max<std::size_t>(16, 2 * fSlots.size()));
+    Slot& slot = fSlots[find(id, std::hash<std::string_view>{}(id))];
+    if (slot.index) return slot.index - 1;
+    slot = {id, index + 1};
+    ++fSize;
+    return index;
+  }
+  // The index of the element with that id, or npos.
+  std::size_t find(std::string_view id) const {
+    if (fSlots.empty()) return npos;
+    const Slot& slot = fSlots[find(id, std::hash<std::string_view>{}(id))];
+    return slot.index ? slot.index - 1 : npos;
+  }
+  static constexpr std::size_t npos = static_cast<std::size_t>(-1);
+
+ private:
+  struct Slot {
+    std::string_view id;
+    std::size_t index = 0;  // the element's index + 1; 0 for a free slot
+  };
+  // The slot of id, or the free one where it would go.
+  std::size_t find(std::string_view id, std::size_t hash) const {
+    const std::size_t mask = fSlots.size() - 1;
+    for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+      const Slot& slot = fSlots[i];
+      if (!slot.index || slot.id == id) return i;
+    }
+  }
+  void rehash(std::size_t capacity) {
+    std::vector<Slot> old(capacity);
+    old.swap(fSlots);
+    const std::size_t mask = capacity - 1;
+    for (const Slot& slot : old) {
+      if (!slot.index) continue;
+      std::size_t i = std::hash<std::string_view>{}(slot.id) & mask;
+      while (fSlots[i].index) i = (i + 1) & mask;
+      fSlots[i] = slot;
+    }
+  }
+
+  std::vector<Slot> fSlots;
+  std::size_t fSize = 0;
 };
 
 // What one read shares with the reads that its hrefs start: the model, its factory and
@@ -361,6 +420,31 @@ class Reader {
       throw Error(std::string("malformed XML: ") + result.description(), lines().line(offset),
                   lines().column(offset));
     }
+    // The tables that grow with the elements are made for all of them at once, rather
+    // than moved and rehashed as they grow, which at a million elements costs more than
+    // this walk.
+    const std::size_t elements = countElements();
+    fElements.reserve(elements);
+    fIds.reserve(elements);
+    fDoc.ids.reserve(elements);
+  }
+
+  // The element nodes of the tree: at least as many as the model elements it makes.
+  std::size_t countElements() const {
+    std::size_t n = 0;
+    for (pugi::xml_node node = fXml.first_child(); node;) {
+      if (node.type() == pugi::node_element) ++n;
+      if (const pugi::xml_node child = node.first_child()) {
+        node = child;
+        continue;
+      }
+      while (!node.next_sibling()) {
+        node = node.parent();
+        if (node == fXml) return n;
+      }
+      node = node.next_sibling();
+    }
+    return n;
   }
 
   [[noreturn]] void fail(const std::string& message, const pugi::xml_node& node) const {
@@ -699,9 +783,7 @@ class Reader {
       if (!setValue(index, feature, a.value(), offset)) keepIt("value that did not parse");
       return;
     }
-    Pending pending{index, property, {}, offset, true, position, name, {}};
-    for (const std::string_view id : splitIds(a.value())) pending.targets.push_back({id, false});
-    fPending.push_back(std::move(pending));
+    fPending.push_back({index, property, {a.value(), false}, offset, true, position, name, {}});
   }
 
   void readChild(std::size_t index, const pugi::xml_node& child, std::size_t position) {
@@ -727,10 +809,8 @@ class Reader {
     const pugi::xml_attribute href = child.attribute("href");
     const pugi::xml_attribute idref = xmiAttribute(child, "idref");
     if (href || idref) {
-      Pending pending{index, property, {}, offset, false, position, {}, child};
-      if (href) pending.targets.push_back({href.value(), true});
-      else pending.targets.push_back({idref.value(), false});
-      fPending.push_back(std::move(pending));
+      const Target target = href ? Target{href.value(), true} : Target{idref.value(), false};
+      fPending.push_back({index, property, target, offset, false, position, {}, child});
       return;
     }
     if (!property->isComposite())
@@ -749,11 +829,11 @@ class Reader {
   }
 
   void registerId(std::string_view id, std::size_t index, std::size_t offset) {
-    const auto [it, fresh] = fIds.emplace(id, IdEntry{index, offset});
-    if (fresh) {
+    const std::size_t first = fIds.emplace(id, index);
+    if (first == index) {
       fDoc.ids.emplace(std::string(id), fElements[index].object);
     } else {
-      fDuplicates.emplace(std::string(id), std::make_pair(lineAt(it->second.offset), lineAt(offset)));
+      fDuplicates.emplace(std::string(id), std::make_pair(lineAt(fElements[first].offset), lineAt(offset)));
     }
   }
 
@@ -830,8 +910,8 @@ class Reader {
                     line);
       }
     }
-    const auto it = fIds.find(id);
-    return it == fIds.end() ? ClassObject() : fElements[it->second.index].object;
+    const std::size_t index = fIds.find(id);
+    return index == IdTable::npos ? ClassObject() : fElements[index].object;
   }
 
   // The document under uri: being read in this session, given to the resolver, or
@@ -880,7 +960,14 @@ class Reader {
     const PropertyIntf* property = pending.property;
     const ElementInfo& owner = fElements[pending.element];
     std::vector<std::string_view> unresolved;
-    for (const Target& target : pending.targets) {
+    std::vector<Target>& targets = fTargets;
+    targets.clear();
+    if (pending.fromAttribute) {
+      splitIds(pending.written.text, [&](std::string_view id) { targets.push_back({id, false}); });
+    } else {
+      targets.push_back(pending.written);
+    }
+    for (const Target& target : targets) {
       const ClassObject value = lookup(target, pending.offset);
       if (value.isNull()) {
         fDoc.report.unresolved.push_back(
@@ -995,11 +1082,6 @@ class Reader {
     }
   }
 
-  struct IdEntry {
-    std::size_t index;   // the first element with the id
-    std::size_t offset;  // where it is, for the line of a duplicate
-  };
-
   Session& fS;
   std::string_view fText;  // UTF-8
   mutable std::optional<detail::Lines> fLines;
@@ -1010,9 +1092,10 @@ class Reader {
   std::string fUml;
   std::vector<ElementInfo> fElements;
   std::vector<Pending> fPending;
+  std::vector<Target> fTargets;  // of the reference being resolved
   std::unordered_map<const ClassIntf*, MetaclassInfo> fMetaclasses;
   std::map<std::pair<const ClassIntf*, const PropertyIntf*>, std::vector<const PropertyIntf*>> fRedefined;
-  std::unordered_map<std::string_view, IdEntry> fIds;  // views into the parsed tree
+  IdTable fIds;
   std::map<std::string, std::pair<std::size_t, std::size_t>, std::less<>> fDuplicates;
 };
 
