@@ -229,6 +229,8 @@ struct Feature {
   // Values made from text, by text, where a value may serve several elements: those of
   // single-valued properties, whose value each element copies.
   bool shareValues = false;
+  // Of the library's String: the text is the value, boxed as the value factory would.
+  bool plainString = false;
   std::unordered_map<std::string, Kelpa::ValueObject, TextHash, std::equal_to<>> values;
 };
 
@@ -660,6 +662,7 @@ class Reader {
     feature.settable = isSettable(property);
     feature.dataType = isDataType(property);
     feature.shareValues = feature.dataType && !property->isMultiValued();
+    feature.plainString = feature.dataType && property->getType()->getQualifiedName() == zorbel::String::getTypeName();
     return feature;
   }
 
@@ -682,6 +685,9 @@ class Reader {
     Kelpa::ValueObject value;
     if (known != feature.values.end()) {
       value = known->second;
+    } else if (feature.plainString) {
+      value = zorbel::String(detail::toString(text));
+      if (share) feature.values.emplace(std::string(text), value);
     } else {
       try {
         value = Kelpa::ValueObjectFactory::createFromString(type->getQualifiedName(),
