@@ -739,8 +739,9 @@ class Reader {
     ++fDoc.report.unknown[std::move(counted)];
   }
 
-  std::size_t readElement(const pugi::xml_node& node, const ClassIntf* metaclass) {
-    ScopeGuard guard(fScope, node);
+  // entered: the caller has entered the node's declarations already.
+  std::size_t readElement(const pugi::xml_node& node, const ClassIntf* metaclass, bool entered = false) {
+    ScopeGuard guard(fScope, entered ? pugi::xml_node() : node);
     const std::size_t index = fElements.size();
     const std::size_t offset = offsetOf(node);
     MetaclassInfo& info = infoOf(metaclass);
@@ -830,7 +831,7 @@ class Reader {
       fail("a " + childClass->getName() + " cannot be the value of " + qualified(index, property) +
                " of " + describe(index),
            child);
-    const std::size_t childIndex = readElement(child, childClass);
+    const std::size_t childIndex = readElement(child, childClass, true);
     fS.set(fElements[index].object, *property, fElements[childIndex].object);
   }
 
