@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -109,18 +110,19 @@ bool isBlank(std::string_view s) {
   return s.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
-std::vector<std::string> splitIds(std::string_view s) {
-  std::vector<std::string> ids;
+bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// Appends the ids of a list separated by white space.
+template <class Out>
+void splitIds(std::string_view s, Out&& out) {
   std::size_t i = 0;
   while (i < s.size()) {
-    const std::size_t start = s.find_first_not_of(" \t\r\n", i);
-    if (start == std::string_view::npos) break;
-    std::size_t end = s.find_first_of(" \t\r\n", start);
-    if (end == std::string_view::npos) end = s.size();
-    ids.emplace_back(s.substr(start, end - start));
-    i = end;
+    while (i < s.size() && isSpace(s[i])) ++i;
+    if (i == s.size()) break;
+    const std::size_t start = i;
+    while (i < s.size() && !isSpace(s[i])) ++i;
+    out(s.substr(start, i - start));
   }
-  return ids;
 }
 
 std::string escapeAttribute(std::string_view value) {
@@ -139,32 +141,43 @@ std::string escapeAttribute(std::string_view value) {
   return out;
 }
 
-// The namespace declarations in scope, innermost last.
+// The namespace declarations in scope, innermost last. Prefixes and URIs are views into
+// the parsed tree, which outlives the scope.
 class Scope {
  public:
   // Enters the declarations of node; returns how many to leave.
   std::size_t enter(const pugi::xml_node& node) {
     std::size_t n = 0;
     for (const pugi::xml_attribute& a : node.attributes()) {
-      const std::string_view name = a.name();
+      const char* raw = a.name();
+      if (raw[0] != 'x') continue;
+      const std::string_view name = raw;
       if (name == "xmlns") {
-        fDecls.emplace_back("", a.value()), ++n;
+        fDecls.emplace_back(std::string_view(), a.value()), ++n;
       } else if (name.substr(0, 6) == "xmlns:") {
-        fDecls.emplace_back(std::string(name.substr(6)), a.value()), ++n;
+        fDecls.emplace_back(name.substr(6), a.value()), ++n;
       }
     }
+    if (n) ++fGeneration;
     return n;
   }
-  void leave(std::size_t n) { fDecls.resize(fDecls.size() - n); }
+  void leave(std::size_t n) {
+    if (!n) return;
+    fDecls.resize(fDecls.size() - n);
+    ++fGeneration;
+  }
   // The URI bound to prefix, or null.
-  const std::string* uri(std::string_view prefix) const {
+  const std::string_view* uri(std::string_view prefix) const {
     for (auto it = fDecls.rbegin(); it != fDecls.rend(); ++it)
       if (it->first == prefix) return &it->second;
     return nullptr;
   }
+  // Changes whenever the declarations in scope do.
+  std::size_t generation() const { return fGeneration; }
 
  private:
-  std::vector<std::pair<std::string, std::string>> fDecls;
+  std::vector<std::pair<std::string_view, std::string_view>> fDecls;
+  std::size_t fGeneration = 0;
 };
 
 class ScopeGuard {
@@ -183,30 +196,115 @@ struct Kept {
   std::string payload;
 };
 
+// Text of the parsed tree: views into it stay valid for the whole read.
 struct Target {
-  std::string text;  // an id, or an href
+  std::string_view text;  // an id, or an href
   bool href = false;
 };
 
-// A reference noted in pass one.
+// A reference noted in pass one: an href or idref of a child, or the list of ids of an
+// attribute, split when it is resolved.
 struct Pending {
   std::size_t element;  // index into the reader's elements
   const PropertyIntf* property;
-  std::vector<Target> targets;
-  std::size_t line;
+  Target written;
+  std::size_t offset;  // in the text, for the line
   // Where it was written, to keep what does not resolve.
   bool fromAttribute;
   std::size_t position;
-  std::string attributeName;
+  std::string_view attributeName;
   pugi::xml_node node;
+};
+
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
+};
+
+// What the reader needs of a property of a metaclass, found once per metaclass and name.
+struct Feature {
+  const PropertyIntf* property = nullptr;  // null: no property of the metamodel
+  bool settable = false;
+  bool dataType = false;
+  // Values made from text, by text, where a value may serve several elements: those of
+  // single-valued properties, whose value each element copies.
+  bool shareValues = false;
+  // Of the library's String: the text is the value, boxed as the value factory would.
+  bool plainString = false;
+  std::unordered_map<std::string, Kelpa::ValueObject, TextHash, std::equal_to<>> values;
+};
+
+struct MetaclassInfo {
+  Kelpa::String name;  // for the factory
+  std::size_t created = 0;
+  std::unordered_map<std::string, Feature, TextHash, std::equal_to<>> features;
 };
 
 struct ElementInfo {
   ClassObject object;
   const ClassIntf* metaclass;
-  std::string id;
-  std::size_t line;
+  MetaclassInfo* info;
+  std::string_view id;
+  std::size_t offset;  // in the text, for the line
   std::vector<Kept> kept;
+};
+
+// The elements by xmi:id, the first of each id: an open-addressing table of views into
+// the parsed tree and element indices, made for all elements at once, so that a large
+// document costs neither an allocation per id nor rehashing.
+class IdTable {
+ public:
+
+  void reserve(std::size_t n) {
+    std::size_t capacity = 16;
+    while (capacity < 2 * n) capacity *= 2;
+    if (capacity > fSlots.size()) rehash(capacity);
+  }
+  // Adds the element of that index under its id unless the id has one; the index of the
+  // element that has it.
+  std::size_t emplace(std::string_view id, std::size_t index) {
+    if (2 * (fSize + 1) > fSlots.size()) rehash(std::max<std::size_t>(16, 2 * fSlots.size()));
+    Slot& slot = fSlots[find(id, std::hash<std::string_view>{}(id))];
+    if (slot.index) return slot.index - 1;
+    slot = {id, index + 1};
+    ++fSize;
+    return index;
+  }
+  // The index of the element with that id, or npos.
+  std::size_t find(std::string_view id) const {
+    if (fSlots.empty()) return npos;
+    const Slot& slot = fSlots[find(id, std::hash<std::string_view>{}(id))];
+    return slot.index ? slot.index - 1 : npos;
+  }
+  static constexpr std::size_t npos = static_cast<std::size_t>(-1);
+
+ private:
+  struct Slot {
+    std::string_view id;
+    std::size_t index = 0;  // the element's index + 1; 0 for a free slot
+  };
+  // The slot of id, or the free one where it would go.
+  std::size_t find(std::string_view id, std::size_t hash) const {
+    const std::size_t mask = fSlots.size() - 1;
+    for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+      const Slot& slot = fSlots[i];
+      if (!slot.index || slot.id == id) return i;
+    }
+  }
+  void rehash(std::size_t capacity) {
+    std::vector<Slot> old(capacity);
+    old.swap(fSlots);
+    const std::size_t mask = capacity - 1;
+    for (const Slot& slot : old) {
+      if (!slot.index) continue;
+      std::size_t i = std::hash<std::string_view>{}(slot.id) & mask;
+      while (fSlots[i].index) i = (i + 1) & mask;
+      fSlots[i] = slot;
+    }
+  }
+
+  std::vector<Slot> fSlots;
+  std::size_t fSize = 0;
 };
 
 // What one read shares with the reads that its hrefs start: the model, its factory and
@@ -222,8 +320,9 @@ struct Session {
   std::map<std::string, Document*, std::less<>> reading;  // by URI, this session's
   std::vector<std::unique_ptr<Document>> readOnDemand;
 
-  ClassObject create(const ClassIntf* metaclass) {
-    ClassObject object(factory->createFromString(d, Kelpa::String(metaclass->getName())));
+  ClassObject create(const ClassIntf* metaclass) { return create(metaclass, Kelpa::String(metaclass->getName())); }
+  ClassObject create(const ClassIntf* metaclass, const Kelpa::String& name) {
+    ClassObject object(factory->createFromString(d, name));
     if (object.isNull()) throw Error("the factory makes no " + metaclass->getName());
     return object;
   }
@@ -283,8 +382,8 @@ ClassObject Session::primitiveType(std::string_view fragment, Report& report) {
 // Reads one document into the session's model.
 class Reader {
  public:
-  Reader(Session& session, std::string text, std::string uri)
-      : fS(session), fText(std::move(text)), fLines(fText) {
+  // text must outlive the reader.
+  Reader(Session& session, std::string_view text, std::string uri) : fS(session), fText(text) {
     fDoc.uri = std::move(uri);
   }
 
@@ -294,15 +393,23 @@ class Reader {
     parse();
     fS.reading[fDoc.uri] = &fDoc;
     readRoot();
+    for (auto& [metaclass, info] : fMetaclasses)
+      if (info.created) fDoc.report.created[metaclass->getName()] += info.created;
     resolveAll();
     reportDuplicates();
     storeKept();
   }
 
  private:
-  std::size_t lineOf(const pugi::xml_node& node) const {
-    return fLines.line(static_cast<std::size_t>(node.offset_debug()));
+  static std::size_t offsetOf(const pugi::xml_node& node) {
+    return static_cast<std::size_t>(node.offset_debug());
   }
+  // The line table, made when a line is first needed: most reads need none.
+  const detail::Lines& lines() const {
+    if (!fLines) fLines.emplace(fText);
+    return *fLines;
+  }
+  std::size_t lineAt(std::size_t offset) const { return lines().line(offset); }
 
   void parse() {
     const pugi::xml_parse_result result = fXml.load_buffer(
@@ -312,23 +419,59 @@ class Reader {
         pugi::encoding_utf8);
     if (!result) {
       const auto offset = static_cast<std::size_t>(result.offset);
-      throw Error(std::string("malformed XML: ") + result.description(), fLines.line(offset),
-                  fLines.column(offset));
+      throw Error(std::string("malformed XML: ") + result.description(), lines().line(offset),
+                  lines().column(offset));
     }
+    // The tables that grow with the elements are made for all of them at once, rather
+    // than moved and rehashed as they grow, which at a million elements costs more than
+    // this walk.
+    const std::size_t elements = countElements();
+    fElements.reserve(elements);
+    fIds.reserve(elements);
+    fDoc.ids.reserve(elements);
+  }
+
+  // The element nodes of the tree: at least as many as the model elements it makes.
+  std::size_t countElements() const {
+    std::size_t n = 0;
+    for (pugi::xml_node node = fXml.first_child(); node;) {
+      if (node.type() == pugi::node_element) ++n;
+      if (const pugi::xml_node child = node.first_child()) {
+        node = child;
+        continue;
+      }
+      while (!node.next_sibling()) {
+        node = node.parent();
+        if (node == fXml) return n;
+      }
+      node = node.next_sibling();
+    }
+    return n;
   }
 
   [[noreturn]] void fail(const std::string& message, const pugi::xml_node& node) const {
     const auto offset = static_cast<std::size_t>(node.offset_debug());
-    throw Error(message, fLines.line(offset), fLines.column(offset));
+    throw Error(message, lines().line(offset), lines().column(offset));
   }
 
+  // Whether prefix is bound to the UML or an XMI namespace; the answer for the last
+  // prefix asked is kept until the declarations in scope change.
+  struct PrefixAnswer {
+    std::string_view prefix;
+    std::size_t generation = static_cast<std::size_t>(-1);
+    bool answer = false;
+  };
   bool isUml(std::string_view prefix) const {
-    const std::string* uri = fScope.uri(prefix);
-    return uri && *uri == fUml;
+    if (fUmlAnswer.generation == fScope.generation() && fUmlAnswer.prefix == prefix) return fUmlAnswer.answer;
+    const std::string_view* uri = fScope.uri(prefix);
+    fUmlAnswer = {prefix, fScope.generation(), uri && *uri == fUml};
+    return fUmlAnswer.answer;
   }
   bool isXmi(std::string_view prefix) const {
-    const std::string* uri = fScope.uri(prefix);
-    return uri && isXmiUri(*uri);
+    if (fXmiAnswer.generation == fScope.generation() && fXmiAnswer.prefix == prefix) return fXmiAnswer.answer;
+    const std::string_view* uri = fScope.uri(prefix);
+    fXmiAnswer = {prefix, fScope.generation(), uri && isXmiUri(*uri)};
+    return fXmiAnswer.answer;
   }
 
   // The XMI attribute local (id, type, idref, uuid) of node, whatever its prefix.
@@ -359,10 +502,10 @@ class Reader {
     const pugi::xml_node root = fXml.document_element();
     ScopeGuard guard(fScope, root);
     const auto [prefix, local] = splitQName(root.name());
-    const std::string* rootUri = fScope.uri(prefix);
+    const std::string_view* rootUri = fScope.uri(prefix);
     const bool xmiRoot = local == "XMI" && rootUri && isXmiUri(*rootUri);
     if (!xmiRoot && local == "XMI" && !prefix.empty())
-      fail("unknown XMI namespace '" + (rootUri ? *rootUri : std::string()) + "'", root);
+      fail("unknown XMI namespace '" + (rootUri ? std::string(*rootUri) : std::string()) + "'", root);
     if (!xmiRoot && local != "Model" && local != "Package" && local != "Profile")
       fail(std::string("root element '") + root.name() +
                "' is neither xmi:XMI nor a UML Model, Package or Profile",
@@ -501,11 +644,26 @@ class Reader {
     return metaclass;
   }
 
-  // A property of the metamodel (not one of the kernel's) of that name, or null.
-  const PropertyIntf* propertyOf(const ClassIntf* metaclass, std::string_view name) const {
-    const PropertyIntf* property = metaclass->findProperty(name);
-    if (!property || property->getOwner()->getPackage() != fS.package.get()) return nullptr;
-    return property;
+  MetaclassInfo& infoOf(const ClassIntf* metaclass) {
+    auto [it, added] = fMetaclasses.try_emplace(metaclass);
+    if (added) it->second.name = Kelpa::String(metaclass->getName());
+    return it->second;
+  }
+
+  // The property of the metamodel (not one of the kernel's) of that name, with what the
+  // reader needs of it; a null property if there is none.
+  Feature& featureOf(const ElementInfo& element, std::string_view name) {
+    auto& features = element.info->features;
+    if (const auto it = features.find(name); it != features.end()) return it->second;
+    Feature& feature = features.try_emplace(std::string(name)).first->second;
+    const PropertyIntf* property = element.metaclass->findProperty(name);
+    if (!property || property->getOwner()->getPackage() != fS.package.get()) return feature;
+    feature.property = property;
+    feature.settable = isSettable(property);
+    feature.dataType = isDataType(property);
+    feature.shareValues = feature.dataType && !property->isMultiValued();
+    feature.plainString = feature.dataType && property->getType()->getQualifiedName() == zorbel::String::getTypeName();
+    return feature;
   }
 
   // A property the reader can fill: of the metamodel, not computed, of a known type.
@@ -518,16 +676,29 @@ class Reader {
   }
 
   // Sets a value given as text; false if the text is no value of the property's type.
-  bool setValue(std::size_t element, const PropertyIntf* property, const std::string& text,
-                std::size_t line) {
+  bool setValue(std::size_t element, Feature& feature, std::string_view text, std::size_t offset) {
+    const PropertyIntf* property = feature.property;
     const TypeIntf* type = property->getType();
+    // Short texts repeat (true, 1, *, public); a long one seldom does.
+    const bool share = feature.shareValues && text.size() <= 32;
+    const auto known = share ? feature.values.find(text) : feature.values.end();
     Kelpa::ValueObject value;
-    try {
-      value = Kelpa::ValueObjectFactory::createFromString(type->getQualifiedName(), Kelpa::String(text));
-    } catch (const std::exception&) {
-      fDoc.report.warnings.push_back(
-          {line, "'" + text + "' is no " + type->getName() + " for " + qualified(element, property) + "; kept as written"});
-      return false;
+    if (known != feature.values.end()) {
+      value = known->second;
+    } else if (feature.plainString) {
+      value = zorbel::String(detail::toString(text));
+      if (share) feature.values.emplace(std::string(text), value);
+    } else {
+      try {
+        value = Kelpa::ValueObjectFactory::createFromString(type->getQualifiedName(),
+                                                            detail::toString(text));
+      } catch (const std::exception&) {
+        fDoc.report.warnings.push_back({lineAt(offset), "'" + std::string(text) + "' is no " + type->getName() +
+                                                            " for " + qualified(element, property) +
+                                                            "; kept as written"});
+        return false;
+      }
+      if (share) feature.values.emplace(std::string(text), value);
     }
     fS.set(fElements[element].object, *property, value);
     // A redefining attribute keeps a value of its own; the one it redefines, which the
@@ -554,8 +725,8 @@ class Reader {
   // 'id', or the metaclass and line of an element without one.
   std::string describe(std::size_t element) const {
     const ElementInfo& info = fElements[element];
-    if (!info.id.empty()) return "'" + info.id + "'";
-    return "the " + info.metaclass->getName() + " at line " + std::to_string(info.line);
+    if (!info.id.empty()) return "'" + std::string(info.id) + "'";
+    return "the " + info.metaclass->getName() + " at line " + std::to_string(lineAt(info.offset));
   }
 
   std::string qualified(std::size_t element, const PropertyIntf* property) const {
@@ -568,15 +739,17 @@ class Reader {
     ++fDoc.report.unknown[std::move(counted)];
   }
 
-  std::size_t readElement(const pugi::xml_node& node, const ClassIntf* metaclass) {
-    ScopeGuard guard(fScope, node);
+  // entered: the caller has entered the node's declarations already.
+  std::size_t readElement(const pugi::xml_node& node, const ClassIntf* metaclass, bool entered = false) {
+    ScopeGuard guard(fScope, entered ? pugi::xml_node() : node);
     const std::size_t index = fElements.size();
-    const std::size_t line = lineOf(node);
-    fElements.push_back({fS.create(metaclass), metaclass, {}, line, {}});
-    ++fDoc.report.created[metaclass->getName()];
+    const std::size_t offset = offsetOf(node);
+    MetaclassInfo& info = infoOf(metaclass);
+    fElements.push_back({fS.create(metaclass, info.name), metaclass, &info, {}, offset, {}});
+    ++info.created;
     std::size_t position = 0;
     for (const pugi::xml_attribute& a : node.attributes()) {
-      readAttribute(index, a, position++, line);
+      readAttribute(index, a, position++, offset);
     }
     position = 0;
     for (const pugi::xml_node& child : node.children()) {
@@ -587,7 +760,7 @@ class Reader {
   }
 
   void readAttribute(std::size_t index, const pugi::xml_attribute& a, std::size_t position,
-                     std::size_t line) {
+                     std::size_t offset) {
     const std::string_view name = a.name();
     if (name == "xmlns" || name.substr(0, 6) == "xmlns:") return;
     const auto keepIt = [&](std::string counted) {
@@ -599,8 +772,8 @@ class Reader {
     if (!prefix.empty()) {
       if (isXmi(prefix) && local == "id") {
         info.id = a.value();
-        info.object->setExternalId(fS.d, Kelpa::String(info.id));
-        registerId(info.id, index, line);
+        info.object->setExternalId(fS.d, detail::toString(info.id));
+        registerId(info.id, index, offset);
       } else if (isXmi(prefix) && local == "uuid") {
         info.object->setExternalToolInfo(
             fS.d, Kelpa::ExternalToolInfo(Kelpa::String("xmi-uuid"), Kelpa::String(a.value())));
@@ -609,16 +782,15 @@ class Reader {
       }
       return;
     }
-    const PropertyIntf* property = propertyOf(info.metaclass, name);
+    Feature& feature = featureOf(info, name);
+    const PropertyIntf* property = feature.property;
     if (!property) return keepIt("unknown feature " + info.metaclass->getName() + "." + std::string(name));
-    if (!isSettable(property)) return keepIt("derived feature " + qualified(index, property));
-    if (isDataType(property)) {
-      if (!setValue(index, property, a.value(), line)) keepIt("value that did not parse");
+    if (!feature.settable) return keepIt("derived feature " + qualified(index, property));
+    if (feature.dataType) {
+      if (!setValue(index, feature, a.value(), offset)) keepIt("value that did not parse");
       return;
     }
-    Pending pending{index, property, {}, line, true, position, std::string(name), {}};
-    for (std::string& id : splitIds(a.value())) pending.targets.push_back({std::move(id), false});
-    fPending.push_back(std::move(pending));
+    fPending.push_back({index, property, {a.value(), false}, offset, true, position, name, {}});
   }
 
   void readChild(std::size_t index, const pugi::xml_node& child, std::size_t position) {
@@ -629,24 +801,23 @@ class Reader {
     const auto [prefix, local] = splitQName(child.name());
     if (!prefix.empty()) return keepIt(kindOf(child, prefix, nullptr));
     const ClassIntf* metaclass = fElements[index].metaclass;
-    const PropertyIntf* property = propertyOf(metaclass, local);
+    Feature& feature = featureOf(fElements[index], local);
+    const PropertyIntf* property = feature.property;
     if (!property) {
       if (local == "eAnnotations") return keepIt("eAnnotations");
       return keepIt("unknown feature " + metaclass->getName() + "." + std::string(local));
     }
-    if (!isSettable(property)) return keepIt("derived feature " + qualified(index, property));
-    const std::size_t line = lineOf(child);
-    if (isDataType(property)) {
-      if (!setValue(index, property, child.child_value(), line)) keepIt("value that did not parse");
+    if (!feature.settable) return keepIt("derived feature " + qualified(index, property));
+    const std::size_t offset = offsetOf(child);
+    if (feature.dataType) {
+      if (!setValue(index, feature, child.child_value(), offset)) keepIt("value that did not parse");
       return;
     }
     const pugi::xml_attribute href = child.attribute("href");
     const pugi::xml_attribute idref = xmiAttribute(child, "idref");
     if (href || idref) {
-      Pending pending{index, property, {}, line, false, position, {}, child};
-      if (href) pending.targets.push_back({href.value(), true});
-      else pending.targets.push_back({idref.value(), false});
-      fPending.push_back(std::move(pending));
+      const Target target = href ? Target{href.value(), true} : Target{idref.value(), false};
+      fPending.push_back({index, property, target, offset, false, position, {}, child});
       return;
     }
     if (!property->isComposite())
@@ -660,16 +831,16 @@ class Reader {
       fail("a " + childClass->getName() + " cannot be the value of " + qualified(index, property) +
                " of " + describe(index),
            child);
-    const std::size_t childIndex = readElement(child, childClass);
+    const std::size_t childIndex = readElement(child, childClass, true);
     fS.set(fElements[index].object, *property, fElements[childIndex].object);
   }
 
-  void registerId(const std::string& id, std::size_t index, std::size_t line) {
-    const auto [it, fresh] = fIdLines.emplace(id, line);
-    if (fresh) {
-      fDoc.ids.emplace(id, fElements[index].object);
+  void registerId(std::string_view id, std::size_t index, std::size_t offset) {
+    const std::size_t first = fIds.emplace(id, index);
+    if (first == index) {
+      fDoc.ids.emplace(std::string(id), fElements[index].object);
     } else {
-      fDuplicates.emplace(id, std::make_pair(it->second, line));
+      fDuplicates.emplace(std::string(id), std::make_pair(lineAt(fElements[first].offset), lineAt(offset)));
     }
   }
 
@@ -712,37 +883,42 @@ class Reader {
     for (const std::string& prefix : prefixes) {
       const std::string attribute = prefix.empty() ? "xmlns" : "xmlns:" + prefix;
       if (top.attribute(attribute.c_str())) continue;
-      const std::string* uri = fScope.uri(prefix);
-      if (uri) top.append_attribute(attribute.c_str()) = uri->c_str();
+      const std::string_view* uri = fScope.uri(prefix);
+      if (uri) top.append_attribute(attribute.c_str()) = std::string(*uri).c_str();
     }
     top.print(out, "", pugi::format_raw);
     return out.str();
   }
 
   // What an id or href names, or a null handle.
-  ClassObject lookup(const Target& target, std::size_t line) {
-    if (!target.href) return lookupId(fDoc, target.text, line);
+  ClassObject lookup(const Target& target, std::size_t offset) {
+    if (!target.href) return lookupId(fDoc, target.text, offset);
     const std::size_t hash = target.text.find('#');
     const std::string_view href = target.text;
     const std::string_view uri = href.substr(0, hash);
     const std::string_view fragment = hash == std::string_view::npos ? std::string_view() : href.substr(hash + 1);
-    if (uri.empty() || uri == fDoc.uri) return lookupId(fDoc, fragment, line);
+    if (uri.empty() || uri == fDoc.uri) return lookupId(fDoc, fragment, offset);
     if (isPrimitiveLibrary(uri)) return fS.primitiveType(fragment, fDoc.report);
     const Document* other = documentAt(std::string(uri));
     return other ? other->find(fragment) : ClassObject();
   }
 
-  ClassObject lookupId(const Document& document, std::string_view id, std::size_t line) {
-    if (&document == &fDoc) {
-      const auto dup = fDuplicates.find(std::string(id));
-      if (dup != fDuplicates.end())
+  // In this document by the reader's own table, which the document's ids repeat.
+  ClassObject lookupId(const Document& document, std::string_view id, std::size_t offset) {
+    if (&document != &fDoc) return document.find(id);
+    if (!fDuplicates.empty()) {
+      const auto dup = fDuplicates.find(id);
+      if (dup != fDuplicates.end()) {
+        const std::size_t line = lineAt(offset);
         throw Error("duplicate xmi:id '" + dup->first + "' at lines " +
                         std::to_string(dup->second.first) + " and " +
                         std::to_string(dup->second.second) + " is referenced at line " +
                         std::to_string(line),
                     line);
+      }
     }
-    return document.find(id);
+    const std::size_t index = fIds.find(id);
+    return index == IdTable::npos ? ClassObject() : fElements[index].object;
   }
 
   // The document under uri: being read in this session, given to the resolver, or
@@ -764,7 +940,8 @@ class Reader {
       std::ifstream in(file->second, std::ios::binary);
       if (!in) throw Error("cannot open " + file->second.string() + " for " + key);
       std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-      Reader nested(fS, detail::toUtf8(bytes), key);
+      std::string converted;
+      Reader nested(fS, detail::toUtf8(bytes, converted), key);
       try {
         nested.run();
       } catch (const Error& e) {
@@ -789,27 +966,35 @@ class Reader {
   void resolve(const Pending& pending) {
     const PropertyIntf* property = pending.property;
     const ElementInfo& owner = fElements[pending.element];
-    std::vector<std::string> unresolved;
-    for (const Target& target : pending.targets) {
-      const ClassObject value = lookup(target, pending.line);
+    std::vector<std::string_view> unresolved;
+    std::vector<Target>& targets = fTargets;
+    targets.clear();
+    if (pending.fromAttribute) {
+      splitIds(pending.written.text, [&](std::string_view id) { targets.push_back({id, false}); });
+    } else {
+      targets.push_back(pending.written);
+    }
+    for (const Target& target : targets) {
+      const ClassObject value = lookup(target, pending.offset);
       if (value.isNull()) {
-        fDoc.report.unresolved.push_back({qualified(pending.element, property), target.text, pending.line});
+        fDoc.report.unresolved.push_back(
+            {qualified(pending.element, property), std::string(target.text), lineAt(pending.offset)});
         unresolved.push_back(target.text);
         continue;
       }
       if (value->getModelKelpa(value.getDeviant()).get() != fS.model.get())
-        throw Error("'" + target.text + "' names an element of another model; documents that refer " +
+        throw Error("'" + std::string(target.text) + "' names an element of another model; documents that refer " +
                         "to each other are read into one model",
-                    pending.line);
+                    lineAt(pending.offset));
       const ClassIntf* valueClass = Kelpa::reflect::metaClassOf(value.get());
       const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
       if (!valueClass || !accepted || !valueClass->conformsTo(accepted))
-        throw Error("'" + target.text + "' is a " + (valueClass ? valueClass->getName() : "?") +
+        throw Error("'" + std::string(target.text) + "' is a " + (valueClass ? valueClass->getName() : "?") +
                         ", which " + qualified(pending.element, property) + " of " +
                         describe(pending.element) + " does not accept (it takes a " +
                         property->getType()->getName() + ")",
-                    pending.line);
-      checkCycle(pending.element, property, value, target, pending.line);
+                    lineAt(pending.offset));
+      checkCycle(pending.element, property, value, target, pending.offset);
       if (holds(owner.object, property, value)) continue;
       if (wouldMove(pending.element, property, value)) {
         ++fDoc.report.unknown["reference to a nested element through " + qualified(pending.element, property)];
@@ -822,8 +1007,12 @@ class Reader {
     std::vector<Kept>& kept = fElements[pending.element].kept;
     if (pending.fromAttribute) {
       std::string ids;
-      for (const std::string& id : unresolved) ids += (ids.empty() ? "" : " ") + id;
-      kept.push_back({"attr", pending.position, pending.attributeName + "=\"" + escapeAttribute(ids) + "\""});
+      for (const std::string_view id : unresolved) {
+        if (!ids.empty()) ids += ' ';
+        ids += id;
+      }
+      kept.push_back({"attr", pending.position,
+                      std::string(pending.attributeName) + "=\"" + escapeAttribute(ids) + "\""});
     } else {
       kept.push_back({"child", pending.position, verbatimAt(pending.node)});
     }
@@ -869,7 +1058,7 @@ class Reader {
 
   // Raises when the reference would make an element contain itself.
   void checkCycle(std::size_t index, const PropertyIntf* property, const ClassObject& value,
-                  const Target& target, std::size_t line) const {
+                  const Target& target, std::size_t offset) const {
     const ElementInfo& owner = fElements[index];
     ClassObject container, containee;
     if (property->isComposite()) {
@@ -883,9 +1072,9 @@ class Reader {
          c = c->getContainerKelpa(fS.d)) {
       if (c.get() == containee.get())
         throw Error("containment cycle: " + qualified(index, property) + " of " +
-                        describe(index) + " names '" + target.text +
+                        describe(index) + " names '" + std::string(target.text) +
                         "', which already contains it",
-                    line);
+                    lineAt(offset));
     }
   }
 
@@ -901,17 +1090,20 @@ class Reader {
   }
 
   Session& fS;
-  std::string fText;
-  detail::Lines fLines;
+  std::string_view fText;  // UTF-8
+  mutable std::optional<detail::Lines> fLines;
   pugi::xml_document fXml;
   Document fDoc;
   Scope fScope;
+  mutable PrefixAnswer fUmlAnswer, fXmiAnswer;
   std::string fUml;
   std::vector<ElementInfo> fElements;
   std::vector<Pending> fPending;
+  std::vector<Target> fTargets;  // of the reference being resolved
+  std::unordered_map<const ClassIntf*, MetaclassInfo> fMetaclasses;
   std::map<std::pair<const ClassIntf*, const PropertyIntf*>, std::vector<const PropertyIntf*>> fRedefined;
-  std::unordered_map<std::string, std::size_t> fIdLines;
-  std::map<std::string, std::pair<std::size_t, std::size_t>> fDuplicates;
+  IdTable fIds;
+  std::map<std::string, std::pair<std::size_t, std::size_t>, std::less<>> fDuplicates;
 };
 
 // A factory for the read, gone when the read ends so that it leaves nothing behind.
@@ -928,12 +1120,13 @@ class ScopedFactory {
 
 Document readText(const Kelpa::Model& model, std::string_view bytes, const ReadOptions& options) {
   if (model.isNull()) throw Error("no model to read into");
-  std::string text = detail::toUtf8(bytes);
+  std::string converted;
+  const std::string_view text = detail::toUtf8(bytes, converted);
   ScopedFactory factory(model);
   Session session{model, model.getDeviant(), factory.get(),
                   Kelpa::DomainRegistry::instance().findPackage("zorbel"), options.resolver,
                   {}, {}, {}, {}};
-  Reader reader(session, std::move(text), options.baseUri);
+  Reader reader(session, text, options.baseUri);
   {
     Kelpa::Transaction transaction(model);
     try {

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdint>
+#include <cstring>
 
 #include <zorbel/xmi/Xmi.h>
 
@@ -41,6 +42,14 @@ std::size_t invalidUtf8(std::string_view s) {
   const std::size_t n = s.size();
   std::size_t i = 0;
   while (i < n) {
+    // Runs of ASCII, the bulk of a document, eight bytes at a time.
+    while (i + 8 <= n) {
+      std::uint64_t word;
+      std::memcpy(&word, p + i, 8);
+      if (word & 0x8080808080808080u) break;
+      i += 8;
+    }
+    if (i >= n) break;
     const unsigned c = p[i];
     std::size_t len;
     std::uint32_t min;
@@ -68,10 +77,10 @@ std::size_t invalidUtf8(std::string_view s) {
   return std::string_view::npos;
 }
 
-std::string checkedUtf8(std::string_view s) {
+std::string_view checkedUtf8(std::string_view s) {
   const std::size_t bad = invalidUtf8(s);
   if (bad != std::string_view::npos) fail("invalid UTF-8 byte sequence", s.substr(0, bad), bad);
-  return std::string(s);
+  return s;
 }
 
 std::string fromUtf16(std::string_view s, bool bigEndian) {
@@ -145,24 +154,24 @@ std::pair<std::string, std::size_t> declaredEncoding(std::string_view s) {
 
 }  // namespace
 
-std::string toUtf8(std::string_view bytes) {
+std::string_view toUtf8(std::string_view bytes, std::string& converted) {
   const auto b = [&](std::size_t i) {
     return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0x100u;
   };
   if (b(0) == 0xEF && b(1) == 0xBB && b(2) == 0xBF) return checkedUtf8(bytes.substr(3));
-  if (b(0) == 0xFF && b(1) == 0xFE) return fromUtf16(bytes.substr(2), false);
-  if (b(0) == 0xFE && b(1) == 0xFF) return fromUtf16(bytes.substr(2), true);
-  if (b(0) == '<' && b(1) == 0 && b(2) == '?' && b(3) == 0) return fromUtf16(bytes, false);
-  if (b(0) == 0 && b(1) == '<' && b(2) == 0 && b(3) == '?') return fromUtf16(bytes, true);
+  if (b(0) == 0xFF && b(1) == 0xFE) return converted = fromUtf16(bytes.substr(2), false);
+  if (b(0) == 0xFE && b(1) == 0xFF) return converted = fromUtf16(bytes.substr(2), true);
+  if (b(0) == '<' && b(1) == 0 && b(2) == '?' && b(3) == 0) return converted = fromUtf16(bytes, false);
+  if (b(0) == 0 && b(1) == '<' && b(2) == 0 && b(3) == '?') return converted = fromUtf16(bytes, true);
 
   const auto [name, at] = declaredEncoding(bytes);
   if (name.empty() || name == "utf-8" || name == "utf8" || name == "us-ascii" || name == "ascii")
     return checkedUtf8(bytes);
   if (name == "iso-8859-1" || name == "iso8859-1" || name == "latin1" || name == "latin-1" ||
       name == "l1" || name == "iso_8859-1")
-    return fromSingleByte(bytes, false);
+    return converted = fromSingleByte(bytes, false);
   if (name == "windows-1252" || name == "cp1252" || name == "x-cp1252")
-    return fromSingleByte(bytes, true);
+    return converted = fromSingleByte(bytes, true);
   const std::string_view asWritten = bytes.substr(at, name.size());
   if (name == "utf-16" || name == "utf-16le" || name == "utf-16be")
     fail("document declares " + std::string(asWritten) + " but is not written in it", bytes, at);
@@ -171,8 +180,31 @@ std::string toUtf8(std::string_view bytes) {
 
 Lines::Lines(std::string_view text) : fText(text) {
   fStarts.push_back(0);
-  for (std::size_t i = 0; i < text.size(); ++i)
-    if (text[i] == '\n') fStarts.push_back(i + 1);
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  for (const char* p = begin; p != end;) {
+    const auto* newline = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)));
+    if (!newline) break;
+    p = newline + 1;
+    fStarts.push_back(static_cast<std::size_t>(p - begin));
+  }
+}
+
+Kelpa::String toString(std::string_view utf8) {
+  // ASCII widens unit by unit to the same code units the UTF-8 conversion makes; short
+  // texts such as ids and names are mostly that.
+  constexpr std::size_t kShort = 128;
+  if (utf8.size() <= kShort) {
+    char16_t units[kShort];
+    std::size_t i = 0;
+    for (; i < utf8.size(); ++i) {
+      const auto c = static_cast<unsigned char>(utf8[i]);
+      if (c >= 0x80) break;
+      units[i] = c;
+    }
+    if (i == utf8.size()) return Kelpa::String(Tovi::SharedText(std::u16string_view(units, i)));
+  }
+  return Kelpa::String(Tovi::SharedText::fromUtf8(utf8));
 }
 
 std::size_t Lines::line(std::size_t offset) const {
