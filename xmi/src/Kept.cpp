@@ -4,6 +4,14 @@
 
 namespace zorbel::xmi {
 
+std::string formatKept(const std::vector<KeptRecord>& records) {
+  std::string text;
+  for (const KeptRecord& r : records)
+    text.append("@").append(r.kind).append(" ").append(std::to_string(r.position)).append(" ")
+        .append(std::to_string(r.payload.size())).append("\n").append(r.payload).append("\n");
+  return text;
+}
+
 std::vector<KeptRecord> parseKept(std::string_view text) {
   std::vector<KeptRecord> records;
   std::size_t at = 0;
@@ -71,7 +79,7 @@ bool isUmlOrXmiNamespace(std::string_view uri) {
 
 std::string libraryUriOf(const Kelpa::NSInterface::ClassObjectIntf* element, Kelpa::Deviant d,
                          Dialect dialect) {
-  if (toolInfo(element, d, kLibraryTool) != "PrimitiveTypes") return {};
+  if (toolInfo(element, d, kLibraryTool) != kPrimitiveLibrary) return {};
   return dialect == Dialect::Eclipse ? "pathmap://UML_LIBRARIES/UMLPrimitiveTypes.library.uml"
                                      : "http://www.omg.org/spec/UML/20161101/PrimitiveTypes.xmi";
 }

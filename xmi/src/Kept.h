@@ -12,12 +12,18 @@ namespace zorbel::xmi {
 inline constexpr std::string_view kKeptTool = "xmi";
 inline constexpr std::string_view kUuidTool = "xmi-uuid";
 inline constexpr std::string_view kLibraryTool = "xmi-library";
+// The info of the library tool on the primitive types library and its types.
+inline constexpr const char* kPrimitiveLibrary = "PrimitiveTypes";
 
 struct KeptRecord {
   std::string kind;  // child, attr, doc, docattr
   std::size_t position = 0;
   std::string payload;
 };
+
+// The text of records, as the reader stores it: "@<kind> <position> <length>\n<payload>\n"
+// each, the length in bytes so that a payload may hold anything.
+std::string formatKept(const std::vector<KeptRecord>& records);
 
 // The records of one kept text; a malformed tail is ignored.
 std::vector<KeptRecord> parseKept(std::string_view text);

@@ -18,6 +18,7 @@
 
 #include <pugixml.hpp>
 
+#include "Kept.h"
 #include "Text.h"
 
 namespace zorbel::xmi {
@@ -75,8 +76,7 @@ constexpr std::string_view kEclipseUmlUris[] = {
     "http://www.eclipse.org/uml2/3.0.0/UML", "http://www.eclipse.org/uml2/2.1.0/UML"};
 constexpr std::string_view kPrimitiveNames[] = {"Boolean", "Integer", "Real", "String",
                                                 "UnlimitedNatural"};
-constexpr const char* kLibraryTool = "xmi-library";
-constexpr const char* kLibraryName = "PrimitiveTypes";
+constexpr const char* kLibraryName = kPrimitiveLibrary;
 
 template <std::size_t N>
 bool among(std::string_view uri, const std::string_view (&list)[N]) {
@@ -190,11 +190,7 @@ class ScopeGuard {
   std::size_t fN;
 };
 
-struct Kept {
-  std::string kind;
-  std::size_t position;
-  std::string payload;
-};
+using Kept = KeptRecord;
 
 // Text of the parsed tree: views into it stay valid for the whole read.
 struct Target {
@@ -343,7 +339,7 @@ struct Session {
 ClassObject Session::primitiveType(std::string_view fragment, Report& report) {
   if (library.isNull()) {
     for (const ClassObject& root : model->getRootObjects(d)) {
-      if (root->getExternalToolInfo(d, Kelpa::String(kLibraryTool)).getInfo() ==
+      if (root->getExternalToolInfo(d, Kelpa::String(std::string(kLibraryTool))).getInfo() ==
           Kelpa::String(kLibraryName)) {
         library = root;
         break;
@@ -352,7 +348,7 @@ ClassObject Session::primitiveType(std::string_view fragment, Report& report) {
     // A Model, as both libraries that the hrefs name are.
     const ClassIntf* packageClass = metaclass("Model");
     const PropertyIntf* packaged = packageClass->findProperty("packagedElement");
-    const Kelpa::ExternalToolInfo marker{Kelpa::String(kLibraryTool), Kelpa::String(kLibraryName)};
+    const Kelpa::ExternalToolInfo marker{Kelpa::String(std::string(kLibraryTool)), Kelpa::String(kLibraryName)};
     if (library.isNull()) {
       library = create(packageClass);
       ++report.created["Model"];
@@ -776,7 +772,7 @@ class Reader {
         registerId(info.id, index, offset);
       } else if (isXmi(prefix) && local == "uuid") {
         info.object->setExternalToolInfo(
-            fS.d, Kelpa::ExternalToolInfo(Kelpa::String("xmi-uuid"), Kelpa::String(a.value())));
+            fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)), Kelpa::String(a.value())));
       } else if (!(isXmi(prefix) && (local == "type" || local == "version"))) {
         keepIt(std::string("attribute ") + std::string(name));
       }
@@ -1081,11 +1077,8 @@ class Reader {
   void storeKept() {
     for (ElementInfo& info : fElements) {
       if (info.kept.empty()) continue;
-      std::string text;
-      for (const Kept& k : info.kept)
-        text += "@" + k.kind + " " + std::to_string(k.position) + " " +
-                std::to_string(k.payload.size()) + "\n" + k.payload + "\n";
-      info.object->setExternalToolInfo(fS.d, Kelpa::ExternalToolInfo(Kelpa::String("xmi"), Kelpa::String(text)));
+      info.object->setExternalToolInfo(
+          fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kKeptTool)), Kelpa::String(formatKept(info.kept))));
     }
   }
 
