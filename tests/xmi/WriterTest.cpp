@@ -299,6 +299,7 @@ TEST(XmiWriter, ChosenRootsAndElementsOutsideThem) {
 // written for the dialect.
 TEST(XmiWriter, KeptContentAndLibrariesGoBackInPlace) {
   const std::string original = R"(<?xml version="1.0" encoding="UTF-8"?>
+<!-- made by hand -->
 <xmi:XMI xmi:version="2.1" xmlns:xmi="http://schema.omg.org/spec/XMI/2.1"
     xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"
     xmlns:uml="http://www.eclipse.org/uml2/2.1.0/UML" xmlns:Mine="http://example.org/mine"
@@ -318,6 +319,7 @@ TEST(XmiWriter, KeptContentAndLibrariesGoBackInPlace) {
   </uml:Model>
   <Mine:Tagged xmi:id="t" base_Class="c" note="kept"/>
 </xmi:XMI>
+<?tool done?>
 )";
   Fresh a;
   const auto doc = zorbel::xmi::readString(a.model, original);
@@ -337,6 +339,10 @@ TEST(XmiWriter, KeptContentAndLibrariesGoBackInPlace) {
                             : "href=\"http://www.omg.org/spec/UML/20161101/PrimitiveTypes.xmi#Boolean\""),
               std::string::npos)
         << text;
+    // Around the document element, in their places.
+    EXPECT_LT(text.find("<!-- made by hand -->"), text.find("<xmi:XMI")) << text;
+    EXPECT_GT(text.find("<?tool done?>"), text.find("</xmi:XMI>")) << text;
+    EXPECT_NE(text.find("<?tool done?>"), std::string::npos);
     // Old versions of XMI and UML are not declared again inside the kept parts.
     EXPECT_EQ(text.find("2.1.0/UML"), std::string::npos) << text;
     EXPECT_EQ(text.find("spec/XMI/2.1"), std::string::npos) << text;

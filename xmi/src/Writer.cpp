@@ -47,11 +47,12 @@ class DocumentWriter {
     decl.append_attribute("encoding") = "UTF-8";
     // What the first root kept of the document around it: attributes of xmi:XMI and
     // its other children, such as stereotype applications.
-    std::vector<KeptRecord> docAttributes, docChildren;
+    std::vector<KeptRecord> docAttributes, docChildren, outside;
     if (!roots.empty())
       for (KeptRecord& r : keptOf(roots.front().get(), fDeviant)) {
         if (r.kind == "docattr") docAttributes.push_back(std::move(r));
         else if (r.kind == "doc") docChildren.push_back(std::move(r));
+        else if (r.kind == "outside") outside.push_back(std::move(r));
       }
     const bool bare = fOptions.dialect == Dialect::Eclipse && roots.size() == 1 &&
                       docAttributes.empty() && docChildren.empty();
@@ -70,6 +71,8 @@ class DocumentWriter {
       }
       for (const KeptRecord& r : docChildren) restoreChild(top, r);
     }
+    // Comments, instructions and a document type around the document element.
+    for (const KeptRecord& r : outside) restoreChild(doc, r);
     std::ostringstream out;
     doc.save(out, "  ", pugi::format_indent | pugi::format_save_file_text, pugi::encoding_utf8);
     // A carriage return in a text would read back as a plain line break: it is written
@@ -227,8 +230,7 @@ class DocumentWriter {
             children.emplace_back(&p, &moved.emplace_back(std::move(values)));
           break;
         }
-        case PropertyKind::Composite:
-          children.emplace_back(&p, &moved.emplace_back(std::move(values)));
+        case PropertyKind::Composite:  // taken from the kept lists above
           break;
       }
     }
@@ -281,10 +283,13 @@ class DocumentWriter {
   static void restoreChild(pugi::xml_node node, const KeptRecord& r) {
     pugi::xml_document scratch;
     if (!scratch.load_buffer(r.payload.data(), r.payload.size(),
-                             pugi::parse_default | pugi::parse_comments | pugi::parse_fragment,
+                             pugi::parse_default | pugi::parse_comments | pugi::parse_pi |
+                                 pugi::parse_doctype | pugi::parse_fragment,
                              pugi::encoding_utf8))
       return;
+    // Positions count the nodes after the XML declaration.
     pugi::xml_node before = node.first_child();
+    if (before.type() == pugi::node_declaration) before = before.next_sibling();
     for (std::size_t i = 0; before && i < r.position; ++i) before = before.next_sibling();
     for (pugi::xml_node part : scratch.children()) {
       pugi::xml_node copy = before ? node.insert_copy_before(part, before) : node.append_copy(part);
