@@ -186,10 +186,14 @@ TEST(XmiWriter, AFileWrittenInItsDialectIsCanonicallyTheSame) {
     EXPECT_EQ(Canonical(written).lines, Canonical(fileText(name)).lines) << name;
   }
   // The OMG files state an element's owner as well, which the nesting says; and an
-  // element without an id gets one made from its place. Those are the differences.
+  // element without an id gets one made from its place. Those are the differences, and
+  // the read reports both.
   Fresh f;
   const std::string original = fileText("PrimitiveTypes.xmi");
   const auto doc = zorbel::xmi::readString(f.model, original);
+  EXPECT_EQ(doc.report.impliedByNesting,
+            (std::map<std::string, std::size_t>{{"ProfileApplication.applyingPackage", 1}}));
+  EXPECT_EQ(doc.report.withoutId, 1u);
   auto without = [](std::vector<std::string> lines, const std::string& part) {
     for (std::string& line : lines)
       if (const std::size_t at = line.find(part); at != std::string::npos) line.erase(at, part.size());

@@ -747,6 +747,7 @@ class Reader {
     for (const pugi::xml_attribute& a : node.attributes()) {
       readAttribute(index, a, position++, offset);
     }
+    if (fElements[index].id.empty()) ++fDoc.report.withoutId;
     position = 0;
     for (const pugi::xml_node& child : node.children()) {
       if (!counts(child)) continue;
@@ -991,7 +992,11 @@ class Reader {
                         property->getType()->getName() + ")",
                     lineAt(pending.offset));
       checkCycle(pending.element, property, value, target, pending.offset);
-      if (holds(owner.object, property, value)) continue;
+      if (holds(owner.object, property, value)) {
+        if (property->getOpposite() && property->getOpposite()->isComposite())
+          ++fDoc.report.impliedByNesting[qualified(pending.element, property)];
+        continue;
+      }
       if (wouldMove(pending.element, property, value)) {
         ++fDoc.report.unknown["reference to a nested element through " + qualified(pending.element, property)];
         unresolved.push_back(target.text);

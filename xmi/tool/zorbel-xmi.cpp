@@ -103,6 +103,12 @@ int stats(const char* file) {
     for (const auto& [name, count] : report.created) std::printf("  %7zu  %s\n", count, name.c_str());
     std::cout << "\nkept verbatim (" << report.unknownCount() << "):\n";
     for (const auto& [kind, count] : report.unknown) std::printf("  %7zu  %s\n", count, kind.c_str());
+    if (!report.impliedByNesting.empty() || report.withoutId) {
+      std::cout << "\nleft to the nesting and made on writing:\n";
+      for (const auto& [property, count] : report.impliedByNesting)
+        std::printf("  %7zu  owner reference %s\n", count, property.c_str());
+      if (report.withoutId) std::printf("  %7zu  elements without an id\n", report.withoutId);
+    }
     std::cout << "\nunresolved references (" << report.unresolved.size() << "):\n";
     for (const auto& u : report.unresolved)
       std::cout << "  line " << u.line << ": " << u.property << " -> " << u.target << "\n";

@@ -111,6 +111,11 @@ struct Report {
   std::vector<UnresolvedReference> unresolved;
   std::map<std::string, std::size_t> unknown;  // content kept verbatim, by kind
   std::vector<Warning> warnings;
+  // References to an element's owner, by property ("PackageImport.importingNamespace"):
+  // the nesting says them already, and a write leaves them out.
+  std::map<std::string, std::size_t> impliedByNesting;
+  // Elements without an xmi:id; a write makes one from the element's place.
+  std::size_t withoutId = 0;
 
   std::size_t createdCount() const { return total(created); }
   std::size_t unknownCount() const { return total(unknown); }
