@@ -360,6 +360,30 @@ TEST(XmiWriter, KeptContentAndLibrariesGoBackInPlace) {
   }
 }
 
+// Kept content edited by hand into something else is refused with the element's id,
+// not left out of the document.
+TEST(XmiWriter, KeptContentThatIsNoLongerXmlIsRefused) {
+  const auto refusal = [](const std::string& kept) {
+    Shop s;
+    s.order->setExternalId(s.root, Kelpa::String("order"));
+    s.order->setExternalToolInfo(s.root, Kelpa::ExternalToolInfo(Kelpa::String("xmi"), Kelpa::String(kept)));
+    try {
+      zorbel::xmi::writeString(s.model, in(Dialect::Eclipse));
+    } catch (const zorbel::xmi::Error& e) {
+      return std::string(e.what());
+    }
+    return std::string("written");
+  };
+  EXPECT_EQ(refusal("@child 0 8\n<a b='1'\n"),
+            "the kept XMI child of element 'order' is no XML: Error parsing start element tag");
+  EXPECT_EQ(refusal("@attr 0 4\nx=\"1\n"),
+            "the kept XMI attr of element 'order' is no XML: Error parsing element attribute");
+  EXPECT_EQ(refusal("@child 0 4\n<a/>\n@child x 1\n"),
+            "the kept XMI content is malformed at byte 16 (element 'order')");
+  EXPECT_EQ(refusal("@child 0 99\n<a/>\n"), "the kept XMI content is malformed at byte 0 (element 'order')");
+  EXPECT_EQ(refusal("@child 0 4\n<a/>\n"), "written");
+}
+
 // compare() is what the round trips rely on: it must see each kind of difference.
 TEST(XmiCompare, SeesEachKindOfDifference) {
   Shop a;

@@ -15,15 +15,18 @@ std::string formatKept(const std::vector<KeptRecord>& records) {
 std::vector<KeptRecord> parseKept(std::string_view text) {
   std::vector<KeptRecord> records;
   std::size_t at = 0;
+  const auto malformed = [&] {
+    return Error("the kept XMI content is malformed at byte " + std::to_string(at));
+  };
   while (at < text.size()) {
     // "@<kind> <position> <length>\n<payload>\n"
-    if (text[at] != '@') break;
+    if (text[at] != '@') throw malformed();
     const std::size_t eol = text.find('\n', at);
-    if (eol == std::string_view::npos) break;
+    if (eol == std::string_view::npos) throw malformed();
     const std::string_view head = text.substr(at + 1, eol - at - 1);
     const std::size_t s1 = head.find(' ');
-    const std::size_t s2 = head.find(' ', s1 + 1);
-    if (s1 == std::string_view::npos || s2 == std::string_view::npos) break;
+    const std::size_t s2 = s1 == std::string_view::npos ? s1 : head.find(' ', s1 + 1);
+    if (s2 == std::string_view::npos) throw malformed();
     KeptRecord r;
     r.kind = std::string(head.substr(0, s1));
     std::size_t length = 0;
@@ -31,8 +34,8 @@ std::vector<KeptRecord> parseKept(std::string_view text) {
     const auto p2 = head.substr(s2 + 1);
     if (std::from_chars(p1.data(), p1.data() + p1.size(), r.position).ec != std::errc() ||
         std::from_chars(p2.data(), p2.data() + p2.size(), length).ec != std::errc() ||
-        eol + 1 + length > text.size())
-      break;
+        eol + 1 + length >= text.size() || text[eol + 1 + length] != '\n')
+      throw malformed();
     r.payload = std::string(text.substr(eol + 1, length));
     records.push_back(std::move(r));
     at = eol + 1 + length + 1;
@@ -49,7 +52,13 @@ std::vector<KeptRecord> keptOf(const Kelpa::NSInterface::ClassObjectIntf* elemen
   for (int i = 0; i < infos.size(); ++i) {
     const Kelpa::ExternalToolInfo info = infos.at(i);
     if (info.getToolName().str() != kKeptTool) continue;
-    for (KeptRecord& r : parseKept(info.getInfo().str())) records.push_back(std::move(r));
+    std::vector<KeptRecord> parsed;
+    try {
+      parsed = parseKept(info.getInfo().str());
+    } catch (const Error& e) {
+      throw Error(std::string(e.what()) + " (element '" + element->getExternalId(d).str() + "')");
+    }
+    for (KeptRecord& r : parsed) records.push_back(std::move(r));
   }
   return records;
 }

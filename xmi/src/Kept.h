@@ -25,10 +25,11 @@ struct KeptRecord {
 // each, the length in bytes so that a payload may hold anything.
 std::string formatKept(const std::vector<KeptRecord>& records);
 
-// The records of one kept text; a malformed tail is ignored.
+// The records of one kept text; raises Error if it is not in that format.
 std::vector<KeptRecord> parseKept(std::string_view text);
 
-// All records the element keeps in its deviant d.
+// All records the element keeps in its deviant d; raises Error, naming the element, if
+// they were changed into something else.
 std::vector<KeptRecord> keptOf(const Kelpa::NSInterface::ClassObjectIntf* element,
                                Kelpa::Deviant d);
 

@@ -64,15 +64,15 @@ class DocumentWriter {
     } else {
       top = doc.append_child("xmi:XMI");
       declareNamespaces(top);
-      for (const KeptRecord& r : docAttributes) restoreAttribute(top, r);
+      for (const KeptRecord& r : docAttributes) restoreAttribute(top, r, fIds.at(roots.front().get()));
       for (const auto& root : roots) {
         auto node = top.append_child(("uml:" + metaclassName(root.get())).c_str());
         writeBody(node, root.get(), /*typeAttribute=*/false);  // the tag names the metaclass
       }
-      for (const KeptRecord& r : docChildren) restoreChild(top, r);
+      for (const KeptRecord& r : docChildren) restoreChild(top, r, fIds.at(roots.front().get()));
     }
     // Comments, instructions and a document type around the document element.
-    for (const KeptRecord& r : outside) restoreChild(doc, r);
+    for (const KeptRecord& r : outside) restoreChild(doc, r, fIds.at(roots.front().get()));
     std::ostringstream out;
     doc.save(out, "  ", pugi::format_indent | pugi::format_save_file_text, pugi::encoding_utf8);
     // A carriage return in a text would read back as a plain line break: it is written
@@ -254,21 +254,26 @@ class DocumentWriter {
     std::stable_sort(kept.begin(), kept.end(),
                      [](const KeptRecord& a, const KeptRecord& b) { return a.position < b.position; });
     for (const KeptRecord& r : kept) {
-      if (r.kind == "attr") restoreAttribute(node, r);
-      else if (r.kind == "child") restoreChild(node, r);
+      if (r.kind == "attr") restoreAttribute(node, r, fIds.at(element));
+      else if (r.kind == "child") restoreChild(node, r, fIds.at(element));
     }
   }
 
   // A kept attribute, name="value" with the value escaped as XML. An attribute of the
   // XML Schema instance namespace (xsi:schemaLocation) brings its declaration.
-  static void restoreAttribute(pugi::xml_node node, const KeptRecord& r) {
+  // Kept content that is no XML any more (edited by hand) is refused, not dropped.
+  static void refuse(const KeptRecord& r, const std::string& id, const char* why) {
+    throw Error("the kept XMI " + r.kind + " of element '" + id + "' is no XML: " + why);
+  }
+
+  static void restoreAttribute(pugi::xml_node node, const KeptRecord& r, const std::string& id) {
     if (r.payload.rfind("xsi:", 0) == 0 && !node.attribute("xmlns:xsi"))
       node.append_attribute("xmlns:xsi") = "http://www.w3.org/2001/XMLSchema-instance";
     pugi::xml_document scratch;
     const std::string probe = "<a xmlns:xsi='' " + r.payload + "/>";
-    if (!scratch.load_buffer(probe.data(), probe.size(), pugi::parse_default,
-                             pugi::encoding_utf8))
-      return;
+    const pugi::xml_parse_result parsed =
+        scratch.load_buffer(probe.data(), probe.size(), pugi::parse_default, pugi::encoding_utf8);
+    if (!parsed) refuse(r, id, parsed.description());
     for (pugi::xml_attribute a : scratch.first_child().attributes()) {
       if (node.attribute(a.name()) || std::string_view(a.name()) == "xmlns:xsi") continue;
       pugi::xml_attribute at = node.first_attribute();
@@ -280,13 +285,14 @@ class DocumentWriter {
   }
 
   // A kept child node, put back at its index among the element's children.
-  static void restoreChild(pugi::xml_node node, const KeptRecord& r) {
+  static void restoreChild(pugi::xml_node node, const KeptRecord& r, const std::string& id) {
     pugi::xml_document scratch;
-    if (!scratch.load_buffer(r.payload.data(), r.payload.size(),
-                             pugi::parse_default | pugi::parse_comments | pugi::parse_pi |
-                                 pugi::parse_doctype | pugi::parse_fragment,
-                             pugi::encoding_utf8))
-      return;
+    const pugi::xml_parse_result parsed = scratch.load_buffer(
+        r.payload.data(), r.payload.size(),
+        pugi::parse_default | pugi::parse_comments | pugi::parse_pi | pugi::parse_doctype |
+            pugi::parse_fragment,
+        pugi::encoding_utf8);
+    if (!parsed) refuse(r, id, parsed.description());
     // Positions count the nodes after the XML declaration.
     pugi::xml_node before = node.first_child();
     if (before.type() == pugi::node_declaration) before = before.next_sibling();

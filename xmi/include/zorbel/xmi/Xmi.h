@@ -207,7 +207,9 @@ struct WriteOptions {
 };
 
 // The document of the model handle's deviant, in UTF-8 with the newest namespaces of the
-// dialect. The same model writes the same bytes.
+// dialect. The same model writes the same bytes. Raises Error, naming the element, when
+// content kept by a read (tool info "xmi") was changed into something that is not in
+// its format or not XML: nothing kept is left out silently.
 TOVI_EXPORT std::string writeString(const Kelpa::Model& model, const WriteOptions& options = {});
 TOVI_EXPORT void write(const Kelpa::Model& model, const std::filesystem::path& file,
                           const WriteOptions& options = {});
