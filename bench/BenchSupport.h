@@ -27,4 +27,12 @@ inline void reportBytes(benchmark::State& state, std::size_t before) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// A whole batch of elements per iteration: the time per element and the item count.
+inline void reportPerElement(benchmark::State& state, double elementsPerIteration) {
+  const double total = elementsPerIteration * static_cast<double>(state.iterations());
+  state.counters["ns_per_element"] =
+      benchmark::Counter(total, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.SetItemsProcessed(static_cast<std::int64_t>(total));
+}
+
 }  // namespace benchsupport

@@ -45,9 +45,7 @@ void BM_BuildModelBottomUp(benchmark::State& state) {
   }
   const double elements = static_cast<double>(n) * static_cast<double>(state.iterations());
   state.counters["bytes_per_element"] = static_cast<double>(heapInUse() - before) / elements;
-  state.counters["ns_per_element"] =
-      benchmark::Counter(elements, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-  state.SetItemsProcessed(static_cast<std::int64_t>(elements));
+  benchsupport::reportPerElement(state, static_cast<double>(n));
 }
 BENCHMARK(BM_BuildModelBottomUp)->Arg(100'000)->Arg(1'000'000)->Arg(10'000'000)->Iterations(1);
 

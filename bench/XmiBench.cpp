@@ -26,11 +26,8 @@ const std::string& umlMetamodel() {
 }
 
 void perElement(benchmark::State& state, double elements) {
-  const double total = elements * static_cast<double>(state.iterations());
   state.counters["elements"] = elements;
-  state.counters["ns_per_element"] =
-      benchmark::Counter(total, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-  state.SetItemsProcessed(static_cast<std::int64_t>(total));
+  benchsupport::reportPerElement(state, elements);
 }
 
 // The floor: pugixml's parse of the file, which every read does first.

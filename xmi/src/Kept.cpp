@@ -45,34 +45,19 @@ std::vector<KeptRecord> parseKept(std::string_view text) {
 
 std::vector<KeptRecord> keptOf(const Kelpa::NSInterface::ClassObjectIntf* element,
                                Kelpa::Deviant d) {
-  std::vector<KeptRecord> records;
-  if (!element->hasExternalToolInfos(d)) return records;
-  Kelpa::Sequence<Kelpa::ExternalToolInfo> infos =
-      element->getExternalToolInfosWithoutAssociation(d);
-  for (int i = 0; i < infos.size(); ++i) {
-    const Kelpa::ExternalToolInfo info = infos.at(i);
-    if (info.getToolName().str() != kKeptTool) continue;
-    std::vector<KeptRecord> parsed;
-    try {
-      parsed = parseKept(info.getInfo().str());
-    } catch (const Error& e) {
-      throw Error(std::string(e.what()) + " (element '" + element->getExternalId(d).str() + "')");
-    }
-    for (KeptRecord& r : parsed) records.push_back(std::move(r));
+  const std::string text = toolInfo(element, d, kKeptTool);
+  if (text.empty()) return {};
+  try {
+    return parseKept(text);
+  } catch (const Error& e) {
+    throw Error(std::string(e.what()) + " (element '" + element->getExternalId(d).str() + "')");
   }
-  return records;
 }
 
+// An element has at most one info per tool: the kernel keeps the last one set.
 std::string toolInfo(const Kelpa::NSInterface::ClassObjectIntf* element, Kelpa::Deviant d,
                      std::string_view tool) {
-  if (!element->hasExternalToolInfos(d)) return {};
-  Kelpa::Sequence<Kelpa::ExternalToolInfo> infos =
-      element->getExternalToolInfosWithoutAssociation(d);
-  for (int i = 0; i < infos.size(); ++i) {
-    const Kelpa::ExternalToolInfo info = infos.at(i);
-    if (info.getToolName().str() == tool) return info.getInfo().str();
-  }
-  return {};
+  return element->getExternalToolInfo(d, Kelpa::String(std::string(tool))).getInfo().str();
 }
 
 bool isUmlOrXmiNamespace(std::string_view uri) {

@@ -76,7 +76,6 @@ constexpr std::string_view kEclipseUmlUris[] = {
     "http://www.eclipse.org/uml2/3.0.0/UML", "http://www.eclipse.org/uml2/2.1.0/UML"};
 constexpr std::string_view kPrimitiveNames[] = {"Boolean", "Integer", "Real", "String",
                                                 "UnlimitedNatural"};
-constexpr const char* kLibraryName = kPrimitiveLibrary;
 
 template <std::size_t N>
 bool among(std::string_view uri, const std::string_view (&list)[N]) {
@@ -340,7 +339,7 @@ ClassObject Session::primitiveType(std::string_view fragment, Report& report) {
   if (library.isNull()) {
     for (const ClassObject& root : model->getRootObjects(d)) {
       if (root->getExternalToolInfo(d, Kelpa::String(std::string(kLibraryTool))).getInfo() ==
-          Kelpa::String(kLibraryName)) {
+          Kelpa::String(kPrimitiveLibrary)) {
         library = root;
         break;
       }
@@ -348,11 +347,11 @@ ClassObject Session::primitiveType(std::string_view fragment, Report& report) {
     // A Model, as both libraries that the hrefs name are.
     const ClassIntf* packageClass = metaclass("Model");
     const PropertyIntf* packaged = packageClass->findProperty("packagedElement");
-    const Kelpa::ExternalToolInfo marker{Kelpa::String(std::string(kLibraryTool)), Kelpa::String(kLibraryName)};
+    const Kelpa::ExternalToolInfo marker{Kelpa::String(std::string(kLibraryTool)), Kelpa::String(kPrimitiveLibrary)};
     if (library.isNull()) {
       library = create(packageClass);
       ++report.created["Model"];
-      library->setOrAdd(d, Kelpa::String("name"), zorbel::String(kLibraryName));
+      library->setOrAdd(d, Kelpa::String("name"), zorbel::String(kPrimitiveLibrary));
       library->setExternalId(d, Kelpa::String("_0"));
       library->setExternalToolInfo(d, marker);
       const ClassIntf* primitiveClass = metaclass("PrimitiveType");
