@@ -57,6 +57,7 @@ std::vector<KeptRecord> keptOf(const Kelpa::NSInterface::ClassObjectIntf* elemen
 // An element has at most one info per tool: the kernel keeps the last one set.
 std::string toolInfo(const Kelpa::NSInterface::ClassObjectIntf* element, Kelpa::Deviant d,
                      std::string_view tool) {
+  if (!element->hasExternalToolInfos(d)) return {};  // most elements: no text to make
   return element->getExternalToolInfo(d, Kelpa::String(std::string(tool))).getInfo().str();
 }
 
