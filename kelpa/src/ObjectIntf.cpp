@@ -2,7 +2,7 @@
 #include <Kelpa/ElementBase.h>
 #include <Kelpa/ObjectIntf.h>
 
-#include <map>
+#include <unordered_map>
 
 #include <Kelpa/Asserter.h>
 #include <Kelpa/Model.h>
@@ -17,7 +17,7 @@ constexpr Where kDeviationsSource{"kelpa/kernel/deviant/Deviations"};
 using ToolInfos = ExternalToolInfos;
 using Stereotypes = StereotypeInstances;
 template <class V>
-using SparseMap = std::map<const NSInterface::ClassObjectIntf*, V>;
+using SparseMap = std::unordered_map<const NSInterface::ClassObjectIntf*, V>;
 
 // The process-wide sparse maps, keyed by state. Process lifetime: states may die in
 // destructors that run at exit.
@@ -374,8 +374,9 @@ void assignText(SparseMap<String>& texts, const NSInterface::ClassObjectIntf* fr
     texts.erase(to);
     return;
   }
-  auto [target, inserted] = texts.try_emplace(to, source->second);
-  if (!inserted && !(target->second == source->second)) target->second = source->second;
+  const String& value = source->second;
+  auto [target, inserted] = texts.try_emplace(to, value);
+  if (!inserted && !(target->second == value)) target->second = value;
 }
 }  // namespace
 

@@ -75,6 +75,8 @@ TEST(ToviSharedText, ConvertsAsTheToviConversionsDo) {
       "\xED\xA0\x80z",
       "\xF4\x90\x80\x80",
       "\xF0\x9F\x98\x80\xF0\x9F",
+      std::string("plain ASCII with a \0 and \x7F inside", 33),
+      "ASCII and then \xC3\xA9",
   };
   for (const std::string& utf8 : inputs) {
     const SharedText t = SharedText::fromUtf8(utf8);

@@ -34,6 +34,37 @@ TEST_F(ZorbelFactory, LivesInItsModelWithTheModelAsContainer) {
   EXPECT_EQ(factory->getRuvoName(false), "zorbel.Factory");
 }
 
+// A factory is an object of its model like any other: one made in a transaction that is
+// abandoned is gone with it, and one made in a committed transaction stays.
+TEST(ZorbelFactoryInTransaction, GoesWithAnAbandonedTransaction) {
+  Kelpa::Model model = zorbel::NSInterface::FactoryIntf::createNewModel();
+  const Deviant root = model.getDeviant();
+  const auto rootObjects = [&] { return model->getRootObjects(root).size(); };
+  const std::size_t before = rootObjects();
+  const std::size_t objects = model->numberOfObjects();
+  zorbel::Factory abandoned;
+  {
+    Kelpa::Transaction transaction(model);
+    abandoned = zorbel::NSInterface::FactoryIntf::createNewFactory(model);
+    ASSERT_FALSE(abandoned->createFromString(root, String("Comment")).isNull());
+    transaction.abandon();
+  }
+  EXPECT_FALSE(abandoned->deviant_isValid(root));
+  EXPECT_EQ(rootObjects(), before);
+  abandoned = zorbel::Factory();  // the last handle: the object goes
+  EXPECT_EQ(model->numberOfObjects(), objects);
+
+  zorbel::Factory kept;
+  {
+    Kelpa::Transaction transaction(model);
+    kept = zorbel::NSInterface::FactoryIntf::createNewFactory(model);
+    transaction.commit();
+  }
+  EXPECT_TRUE(kept->deviant_isValid(root));
+  EXPECT_FALSE(kept->createFromString(root, String("Class")).isNull());
+  model->destroyModel();
+}
+
 TEST_F(ZorbelFactory, MakesEveryConcreteClassByPlainAndQualifiedName) {
   const Kelpa::Package package = Kelpa::DomainRegistry::instance().findPackage("zorbel");
   int made = 0;
@@ -64,6 +95,12 @@ TEST_F(ZorbelFactory, MakesValuesAndAnswersNullForUnknownNames) {
   EXPECT_TRUE(factory->createFromString(root, String("Element")).isNull());  // abstract
   EXPECT_TRUE(factory->createFromString(root, String("NoSuchThing")).isNull());
   EXPECT_TRUE(factory->createFromString(root, String("comment")).isNull());  // names are exact
+  // A name is the whole text: not a prefix of it, nor a name with more after a 0, nor one
+  // spelt with look-alike letters, nor a known name at the head of a long text.
+  EXPECT_TRUE(factory->createFromString(root, String(std::u16string(u"Comment\0x", 9))).isNull());
+  EXPECT_TRUE(factory->createFromString(root, String(u"Comm\u00e9nt")).isNull());
+  EXPECT_TRUE(factory->createFromString(root, String("Comment" + std::string(200, ' '))).isNull());
+  EXPECT_FALSE(factory->createFromString(root, String("Comment")).isNull());
   // Names registered for the factory, sequences and iterators make nothing.
   for (const char* name : {"zorbel.Factory", "zorbel.SequenceOfComment", "zorbel.CommentIterator"})
     EXPECT_TRUE(factory->createFromString(root, String(name)).isNull()) << name;

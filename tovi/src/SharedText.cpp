@@ -38,6 +38,12 @@ void convert(const In* p, const In* end, Out* out) {
   }
 }
 
+bool isAscii(std::string_view text) noexcept {
+  unsigned char any = 0;
+  for (const char c : text) any |= static_cast<unsigned char>(c);
+  return any < 0x80;
+}
+
 constexpr std::size_t roundUp(std::size_t n, std::size_t to) {
   return (n + to - 1) / to * to;
 }
@@ -96,6 +102,13 @@ SharedText SharedText::fromUtf8(std::string_view utf8, bool keepBytes) {
   if (utf8.empty()) return result;
   const char* begin = utf8.data();
   const char* end = begin + utf8.size();
+  // Most text is ASCII: one unit a byte, nothing to decode.
+  if (isAscii(utf8)) {
+    result.fRep = allocate(utf8.size(), 0, false);
+    char16_t* out = result.fRep->text();
+    for (const char c : utf8) *out++ = static_cast<char16_t>(c);
+    return result;
+  }
   bool wellFormed = true;
   const std::size_t size = convertedSize<char16_t>(begin, end, wellFormed);
   const bool keep = keepBytes && !wellFormed;

@@ -18,6 +18,9 @@ void* SmallObjectPool::allocate(std::size_t n) {
   Slot* slot = fFree[cls];
   if (!slot) slot = refill(cls);
   fFree[cls] = slot->next;
+  // Slots freed in another order than they were made make the list a walk through
+  // cold memory: fetch the next one while the caller fills this one.
+  __builtin_prefetch(slot->next, 1);
   fFreeBytes -= cls * kGranule;
   return slot;
 }

@@ -7,7 +7,7 @@
 // the same interface. The accessors at this level are the kernel's own bodies: they
 // resolve the state to read or write through getReadDeviantI/getWriteDeviantI and
 // call the same operation on it, where the state class stores the value.
-#include <map>
+#include <unordered_map>
 #include <string>
 
 #include <Kelpa/Cleanup.h>
@@ -190,10 +190,11 @@ class ClassObjectIntf : public ObjectIntf {
   using ObjectIntf::getReadDeviantI;
   using ObjectIntf::getWriteDeviantI;
 
-  // The process-wide maps of the sparse properties, keyed by state.
-  using ExternalIdMap = std::map<const ClassObjectIntf*, Kelpa::String>;
-  using ExternalToolInfoMap = std::map<const ClassObjectIntf*, ExternalToolInfos*>;
-  using StereotypeInstanceMap = std::map<const ClassObjectIntf*, StereotypeInstances*>;
+  // The process-wide maps of the sparse properties, keyed by state. Hashed: a key is an
+  // address, whose order means nothing, and a million ids cost no tree walks.
+  using ExternalIdMap = std::unordered_map<const ClassObjectIntf*, Kelpa::String>;
+  using ExternalToolInfoMap = std::unordered_map<const ClassObjectIntf*, ExternalToolInfos*>;
+  using StereotypeInstanceMap = std::unordered_map<const ClassObjectIntf*, StereotypeInstances*>;
   static ExternalIdMap& externalId_sparse();
   static ExternalToolInfoMap& externalToolInfo_sparse();
   static StereotypeInstanceMap& appliedStereotypeInstance_sparse();
