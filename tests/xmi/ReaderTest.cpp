@@ -458,6 +458,30 @@ TEST_F(FatalTest, MalformedAndUndecodableText) {
   expectUnchanged();
 }
 
+TEST_F(FatalTest, FilesAreReadWholeOrNotAtAll) {
+  const std::filesystem::path dir = std::filesystem::temp_directory_path() / "zorbel-xmi-files";
+  std::filesystem::create_directories(dir);
+  for (const std::filesystem::path& path : {dir / "missing.uml", dir}) {
+    try {
+      zorbel::xmi::read(model, path);
+      ADD_FAILURE() << "read " << path;
+    } catch (const zorbel::xmi::Error& e) {
+      EXPECT_EQ(e.what(), "cannot open " + path.string());
+    }
+  }
+  expectUnchanged();
+  // The bytes as they are, a 0 among them: UTF-16 with its byte order mark.
+  std::string utf16 = "\xFF\xFE";
+  for (const char c : eclipse(R"(<uml:Package xmi:id="p" name="wide"/>)")) utf16 += std::string{c, '\0'};
+  {
+    std::ofstream(dir / "wide.uml", std::ios::binary) << utf16;
+  }
+  const zorbel::xmi::Document doc = zorbel::xmi::read(model, dir / "wide.uml");
+  EXPECT_EQ(doc.uri, (dir / "wide.uml").string());
+  EXPECT_EQ(text(doc.find("p"), "name"), "wide");
+  std::filesystem::remove_all(dir);
+}
+
 TEST_F(FatalTest, NamespacesAndRoots) {
   EXPECT_EQ(failure("<uml:Model xmlns:uml=\"http://www.omg.org/spec/UML/20991231\"/>"),
             "line 1, column 2: unknown UML namespace 'http://www.omg.org/spec/UML/20991231'");

@@ -84,16 +84,26 @@ bool among(std::string_view uri, const std::string_view (&list)[N]) {
 
 bool isXmiUri(std::string_view uri) { return among(uri, kXmiUris); }
 
-// The whole file in one read: a character at a time through a stream buffer iterator
-// costs more than the parse.
+// The whole file: a regular file in one read (a character at a time through a stream
+// buffer iterator costs more than the parse), anything else readable as a stream. A
+// directory is not a file to read.
 bool readFile(const std::filesystem::path& file, std::string& bytes) {
-  std::ifstream in(file, std::ios::binary | std::ios::ate);
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(file, error);
+  if (error || std::filesystem::is_directory(status)) return false;
+  std::ifstream in(file, std::ios::binary);
   if (!in) return false;
-  const std::streamoff size = in.tellg();
-  if (size < 0) return false;
-  bytes.resize(static_cast<std::size_t>(size));
-  in.seekg(0);
-  return static_cast<bool>(in.read(bytes.data(), size)) || size == 0;
+  if (std::filesystem::is_regular_file(status)) {
+    const std::uintmax_t size = std::filesystem::file_size(file, error);
+    if (!error) {
+      bytes.resize(static_cast<std::size_t>(size));
+      return static_cast<bool>(in.read(bytes.data(), static_cast<std::streamsize>(size)));
+    }
+  }
+  std::ostringstream all;
+  all << in.rdbuf();
+  bytes = std::move(all).str();
+  return true;
 }
 
 // Whether a document URI names the standard primitive types.
