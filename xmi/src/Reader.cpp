@@ -152,10 +152,30 @@ std::string escapeAttribute(std::string_view value) {
   return out;
 }
 
+// An attribute of the element being read, its name split once: the reader looks at an
+// element's attributes for its declarations, its xmi:type, href or idref, and its values,
+// and each look through the tree costs calls into the parser's library and string lengths.
+struct Attribute {
+  std::string_view name, prefix, local, value;  // views into the parsed tree
+
+  // xmlns or xmlns:prefix
+  bool declaration() const { return prefix == "xmlns" || (prefix.empty() && local == "xmlns"); }
+};
+
 // The namespace declarations in scope, innermost last. Prefixes and URIs are views into
 // the parsed tree, which outlives the scope.
 class Scope {
  public:
+  // Enters the declarations among attributes; returns how many to leave.
+  std::size_t enter(const std::vector<Attribute>& attributes) {
+    std::size_t n = 0;
+    for (const Attribute& a : attributes) {
+      if (!a.declaration()) continue;
+      fDecls.emplace_back(a.prefix.empty() ? std::string_view() : a.local, a.value), ++n;
+    }
+    if (n) ++fGeneration;
+    return n;
+  }
   // Enters the declarations of node; returns how many to leave.
   std::size_t enter(const pugi::xml_node& node) {
     std::size_t n = 0;
@@ -191,9 +211,10 @@ class Scope {
   std::size_t fGeneration = 0;
 };
 
+// Leaves the declarations entered when it goes.
 class ScopeGuard {
  public:
-  ScopeGuard(Scope& scope, const pugi::xml_node& node) : fScope(scope), fN(scope.enter(node)) {}
+  ScopeGuard(Scope& scope, std::size_t entered) : fScope(scope), fN(entered) {}
   ~ScopeGuard() { fScope.leave(fN); }
 
  private:
@@ -481,13 +502,28 @@ class Reader {
     return fXmiAnswer.answer;
   }
 
-  // The XMI attribute local (id, type, idref, uuid) of node, whatever its prefix.
-  pugi::xml_attribute xmiAttribute(const pugi::xml_node& node, std::string_view local) const {
-    for (const pugi::xml_attribute& a : node.attributes()) {
-      const auto [prefix, name] = splitQName(a.name());
-      if (!prefix.empty() && name == local && isXmi(prefix)) return a;
+  // The attributes of node into fAttributes, in document order.
+  void collect(const pugi::xml_node& node) {
+    fAttributes.clear();
+    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+      const std::string_view name = a.name();
+      const auto [prefix, local] = splitQName(name);
+      fAttributes.push_back({name, prefix, local, a.value()});
     }
-    return {};
+  }
+
+  // The collected attribute of that name, or null.
+  const Attribute* attribute(std::string_view name) const {
+    for (const Attribute& a : fAttributes)
+      if (a.name == name) return &a;
+    return nullptr;
+  }
+
+  // The collected XMI attribute local (type, idref), whatever its prefix, or null.
+  const Attribute* xmiAttribute(std::string_view local) const {
+    for (const Attribute& a : fAttributes)
+      if (!a.prefix.empty() && a.local == local && isXmi(a.prefix)) return &a;
+    return nullptr;
   }
 
   void readRoot() {
@@ -507,7 +543,7 @@ class Reader {
 
   void readDocumentElement() {
     const pugi::xml_node root = fXml.document_element();
-    ScopeGuard guard(fScope, root);
+    ScopeGuard guard(fScope, fScope.enter(root));
     const auto [prefix, local] = splitQName(root.name());
     const std::string_view* rootUri = fScope.uri(prefix);
     const bool xmiRoot = local == "XMI" && rootUri && isXmiUri(*rootUri);
@@ -624,20 +660,18 @@ class Reader {
     fDoc.roots.push_back(fElements[index].object);
   }
 
-  // The metaclass that xmi:type names, or the declared type; null with the kind of
-  // unknown content when there is none that can be made.
-  const ClassIntf* metaclassOf(const pugi::xml_node& node, const TypeIntf* declared,
-                               std::string& kind) const {
-    const pugi::xml_attribute type = xmiAttribute(node, "type");
-    if (type) {
-      const auto [prefix, local] = splitQName(type.value());
+  // The metaclass that the collected xmi:type names, or the declared type; null with the
+  // kind of unknown content when there is none that can be made.
+  const ClassIntf* metaclassOf(const TypeIntf* declared, std::string& kind) const {
+    if (const Attribute* type = xmiAttribute("type")) {
+      const auto [prefix, local] = splitQName(type->value);
       const ClassIntf* metaclass = isUml(prefix) ? fS.metaclass(local) : nullptr;
       if (!metaclass) {
-        kind = std::string("unknown metaclass ") + type.value();
+        kind = "unknown metaclass " + std::string(type->value);
         return nullptr;
       }
       if (metaclass->isAbstract()) {
-        kind = std::string("abstract metaclass ") + type.value();
+        kind = "abstract metaclass " + std::string(type->value);
         return nullptr;
       }
       return metaclass;
@@ -746,20 +780,19 @@ class Reader {
     ++fDoc.report.unknown[std::move(counted)];
   }
 
-  // entered: the caller has entered the node's declarations already.
+  // entered: the caller has collected the node's attributes and entered its declarations.
   std::size_t readElement(const pugi::xml_node& node, const ClassIntf* metaclass, bool entered = false) {
-    ScopeGuard guard(fScope, entered ? pugi::xml_node() : node);
+    if (!entered) collect(node);
+    ScopeGuard guard(fScope, entered ? 0 : fScope.enter(fAttributes));
     const std::size_t index = fElements.size();
     const std::size_t offset = offsetOf(node);
     MetaclassInfo& info = infoOf(metaclass);
     fElements.push_back({fS.create(metaclass, info.name), metaclass, &info, {}, offset, {}});
     ++info.created;
-    std::size_t position = 0;
-    for (const pugi::xml_attribute& a : node.attributes()) {
-      readAttribute(index, a, position++, offset);
-    }
+    for (std::size_t i = 0; i < fAttributes.size(); ++i) readAttribute(index, fAttributes[i], i, offset);
     if (fElements[index].id.empty()) ++fDoc.report.withoutId;
-    position = 0;
+    // Each child collects its attributes over these.
+    std::size_t position = 0;
     for (const pugi::xml_node& child : node.children()) {
       if (!counts(child)) continue;
       readChild(index, child, position++);
@@ -767,24 +800,22 @@ class Reader {
     return index;
   }
 
-  void readAttribute(std::size_t index, const pugi::xml_attribute& a, std::size_t position,
-                     std::size_t offset) {
-    const std::string_view name = a.name();
-    if (name == "xmlns" || name.substr(0, 6) == "xmlns:") return;
+  void readAttribute(std::size_t index, const Attribute& a, std::size_t position, std::size_t offset) {
+    if (a.declaration()) return;
+    const std::string_view name = a.name, prefix = a.prefix, local = a.local;
     const auto keepIt = [&](std::string counted) {
-      keep(index, "attr", position, std::string(name) + "=\"" + escapeAttribute(a.value()) + "\"",
+      keep(index, "attr", position, std::string(name) + "=\"" + escapeAttribute(a.value) + "\"",
            std::move(counted));
     };
-    const auto [prefix, local] = splitQName(name);
     ElementInfo& info = fElements[index];
     if (!prefix.empty()) {
       if (isXmi(prefix) && local == "id") {
-        info.id = a.value();
+        info.id = a.value;
         info.object->setExternalId(fS.d, detail::toString(info.id));
         registerId(info.id, index, offset);
       } else if (isXmi(prefix) && local == "uuid") {
         info.object->setExternalToolInfo(
-            fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)), Kelpa::String(a.value())));
+            fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)), Kelpa::String(std::string(a.value))));
       } else if (!(isXmi(prefix) && (local == "type" || local == "version"))) {
         keepIt(std::string("attribute ") + std::string(name));
       }
@@ -795,10 +826,10 @@ class Reader {
     if (!property) return keepIt("unknown feature " + info.metaclass->getName() + "." + std::string(name));
     if (!feature.settable) return keepIt("derived feature " + qualified(index, property));
     if (feature.dataType) {
-      if (!setValue(index, feature, a.value(), offset)) keepIt("value that did not parse");
+      if (!setValue(index, feature, a.value, offset)) keepIt("value that did not parse");
       return;
     }
-    fPending.push_back({index, property, {a.value(), false}, offset, true, position, name, {}});
+    fPending.push_back({index, property, {a.value, false}, offset, true, position, name, {}});
   }
 
   void readChild(std::size_t index, const pugi::xml_node& child, std::size_t position) {
@@ -821,18 +852,19 @@ class Reader {
       if (!setValue(index, feature, child.child_value(), offset)) keepIt("value that did not parse");
       return;
     }
-    const pugi::xml_attribute href = child.attribute("href");
-    const pugi::xml_attribute idref = xmiAttribute(child, "idref");
+    collect(child);
+    const Attribute* href = attribute("href");
+    const Attribute* idref = xmiAttribute("idref");
     if (href || idref) {
-      const Target target = href ? Target{href.value(), true} : Target{idref.value(), false};
+      const Target target = href ? Target{href->value, true} : Target{idref->value, false};
       fPending.push_back({index, property, target, offset, false, position, {}, child});
       return;
     }
     if (!property->isComposite())
       return keepIt("element under reference " + qualified(index, property));
     std::string kind;
-    ScopeGuard guard(fScope, child);  // for xmlns declared on the child itself
-    const ClassIntf* childClass = metaclassOf(child, property->getType(), kind);
+    ScopeGuard guard(fScope, fScope.enter(fAttributes));  // for xmlns declared on the child itself
+    const ClassIntf* childClass = metaclassOf(property->getType(), kind);
     if (!childClass) return keepIt(kind);
     const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
     if (!accepted || !childClass->conformsTo(accepted))
@@ -1108,6 +1140,7 @@ class Reader {
   std::vector<ElementInfo> fElements;
   std::vector<Pending> fPending;
   std::vector<Target> fTargets;  // of the reference being resolved
+  std::vector<Attribute> fAttributes;  // of the element being read
   std::unordered_map<const ClassIntf*, MetaclassInfo> fMetaclasses;
   std::map<std::pair<const ClassIntf*, const PropertyIntf*>, std::vector<const PropertyIntf*>> fRedefined;
   IdTable fIds;
