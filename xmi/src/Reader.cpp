@@ -235,6 +235,7 @@ struct Target {
 struct Pending {
   std::size_t element;  // index into the reader's elements
   const PropertyIntf* property;
+  const ClassIntf* accepted;  // the property's type
   Target written;
   std::size_t offset;  // in the text, for the line
   // Where it was written, to keep what does not resolve.
@@ -254,6 +255,9 @@ struct Feature {
   const PropertyIntf* property = nullptr;  // null: no property of the metamodel
   bool settable = false;
   bool dataType = false;
+  const ClassIntf* classType = nullptr;  // the type of a property that holds elements
+  // Of a settable attribute: the attributes of the metaclass that it redefines.
+  std::vector<const PropertyIntf*> redefined;
   // Values made from text, by text, where a value may serve several elements: those of
   // single-valued properties, whose value each element copies.
   bool shareValues = false;
@@ -660,12 +664,12 @@ class Reader {
     fDoc.roots.push_back(fElements[index].object);
   }
 
-  // The metaclass that the collected xmi:type names, or the declared type; null with the
+  // The metaclass that the collected xmi:type names, or the feature's type; null with the
   // kind of unknown content when there is none that can be made.
-  const ClassIntf* metaclassOf(const TypeIntf* declared, std::string& kind) const {
+  const ClassIntf* metaclassOf(const Feature& feature, std::string& kind) {
     if (const Attribute* type = xmiAttribute("type")) {
       const auto [prefix, local] = splitQName(type->value);
-      const ClassIntf* metaclass = isUml(prefix) ? fS.metaclass(local) : nullptr;
+      const ClassIntf* metaclass = isUml(prefix) ? this->metaclass(local) : nullptr;
       if (!metaclass) {
         kind = "unknown metaclass " + std::string(type->value);
         return nullptr;
@@ -676,13 +680,21 @@ class Reader {
       }
       return metaclass;
     }
-    const auto* metaclass = dynamic_cast<const ClassIntf*>(declared);
+    const ClassIntf* metaclass = feature.classType;
     if (!metaclass || metaclass->isAbstract()) {
+      const TypeIntf* declared = feature.property->getType();
       kind = "abstract metaclass " + (declared ? declared->getName() : std::string("?")) +
              " without xmi:type";
       return nullptr;
     }
     return metaclass;
+  }
+
+  // fS.metaclass, asked once per name: a lookup in the package and casts.
+  const ClassIntf* metaclass(std::string_view name) {
+    const auto [it, added] = fMetaclassesByName.try_emplace(name);
+    if (added) it->second = fS.metaclass(name);
+    return it->second;
   }
 
   MetaclassInfo& infoOf(const ClassIntf* metaclass) {
@@ -702,6 +714,8 @@ class Reader {
     feature.property = property;
     feature.settable = isSettable(property);
     feature.dataType = isDataType(property);
+    feature.classType = dynamic_cast<const ClassIntf*>(property->getType());
+    if (feature.settable && feature.dataType) feature.redefined = redefinedBy(element.metaclass, property);
     feature.shareValues = feature.dataType && !property->isMultiValued();
     feature.plainString = feature.dataType && property->getType()->getQualifiedName() == zorbel::String::getTypeName();
     return feature;
@@ -745,22 +759,20 @@ class Reader {
     // A redefining attribute keeps a value of its own; the one it redefines, which the
     // typed accessor of the plain name reads (getIsAbstract, getVisibility), gets the
     // same value.
-    for (const PropertyIntf* other : redefinedBy(fElements[element].metaclass, property))
-      fS.set(fElements[element].object, *other, value);
+    for (const PropertyIntf* other : feature.redefined) fS.set(fElements[element].object, *other, value);
     return true;
   }
 
   // The single-valued attributes of the metaclass that property redefines: those of the
   // same name and type.
-  const std::vector<const PropertyIntf*>& redefinedBy(const ClassIntf* metaclass,
-                                                     const PropertyIntf* property) {
-    auto [it, added] = fRedefined.try_emplace({metaclass, property});
-    if (added && !property->isMultiValued())
+  static std::vector<const PropertyIntf*> redefinedBy(const ClassIntf* metaclass, const PropertyIntf* property) {
+    std::vector<const PropertyIntf*> redefined;
+    if (!property->isMultiValued())
       for (const PropertyIntf* other : metaclass->getAllProperties())
         if (other != property && other->getName() == property->getName() && !other->isMultiValued() &&
             other->getType() == property->getType() && isSettable(other))
-          it->second.push_back(other);
-    return it->second;
+          redefined.push_back(other);
+    return redefined;
   }
 
   // 'id', or the metaclass and line of an element without one.
@@ -829,7 +841,7 @@ class Reader {
       if (!setValue(index, feature, a.value, offset)) keepIt("value that did not parse");
       return;
     }
-    fPending.push_back({index, property, {a.value, false}, offset, true, position, name, {}});
+    fPending.push_back({index, property, feature.classType, {a.value, false}, offset, true, position, name, {}});
   }
 
   void readChild(std::size_t index, const pugi::xml_node& child, std::size_t position) {
@@ -857,16 +869,16 @@ class Reader {
     const Attribute* idref = xmiAttribute("idref");
     if (href || idref) {
       const Target target = href ? Target{href->value, true} : Target{idref->value, false};
-      fPending.push_back({index, property, target, offset, false, position, {}, child});
+      fPending.push_back({index, property, feature.classType, target, offset, false, position, {}, child});
       return;
     }
     if (!property->isComposite())
       return keepIt("element under reference " + qualified(index, property));
     std::string kind;
     ScopeGuard guard(fScope, fScope.enter(fAttributes));  // for xmlns declared on the child itself
-    const ClassIntf* childClass = metaclassOf(property->getType(), kind);
+    const ClassIntf* childClass = metaclassOf(feature, kind);
     if (!childClass) return keepIt(kind);
-    const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
+    const ClassIntf* accepted = feature.classType;
     if (!accepted || !childClass->conformsTo(accepted))
       fail("a " + childClass->getName() + " cannot be the value of " + qualified(index, property) +
                " of " + describe(index),
@@ -930,14 +942,17 @@ class Reader {
     return out.str();
   }
 
-  // What an id or href names, or a null handle.
-  ClassObject lookup(const Target& target, std::size_t offset) {
+  // What an id or href names, or a null handle; here: whether it was looked for in this
+  // document.
+  ClassObject lookup(const Target& target, std::size_t offset, bool& here) {
+    here = true;
     if (!target.href) return lookupId(fDoc, target.text, offset);
     const std::size_t hash = target.text.find('#');
     const std::string_view href = target.text;
     const std::string_view uri = href.substr(0, hash);
     const std::string_view fragment = hash == std::string_view::npos ? std::string_view() : href.substr(hash + 1);
     if (uri.empty() || uri == fDoc.uri) return lookupId(fDoc, fragment, offset);
+    here = false;
     if (isPrimitiveLibrary(uri)) return fS.primitiveType(fragment, fDoc.report);
     const Document* other = documentAt(std::string(uri));
     return other ? other->find(fragment) : ClassObject();
@@ -1014,19 +1029,21 @@ class Reader {
       targets.push_back(pending.written);
     }
     for (const Target& target : targets) {
-      const ClassObject value = lookup(target, pending.offset);
+      bool here;
+      const ClassObject value = lookup(target, pending.offset, here);
       if (value.isNull()) {
         fDoc.report.unresolved.push_back(
             {qualified(pending.element, property), std::string(target.text), lineAt(pending.offset)});
         unresolved.push_back(target.text);
         continue;
       }
-      if (value->getModelKelpa(value.getDeviant()).get() != fS.model.get())
+      // This document's elements are the reader's own, made in the model.
+      if (!here && value->getModelKelpa(value.getDeviant()).get() != fS.model.get())
         throw Error("'" + std::string(target.text) + "' names an element of another model; documents that refer " +
                         "to each other are read into one model",
                     lineAt(pending.offset));
       const ClassIntf* valueClass = Kelpa::reflect::metaClassOf(value.get());
-      const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
+      const ClassIntf* accepted = pending.accepted;
       if (!valueClass || !accepted || !valueClass->conformsTo(accepted))
         throw Error("'" + std::string(target.text) + "' is a " + (valueClass ? valueClass->getName() : "?") +
                         ", which " + qualified(pending.element, property) + " of " +
@@ -1142,7 +1159,8 @@ class Reader {
   std::vector<Target> fTargets;  // of the reference being resolved
   std::vector<Attribute> fAttributes;  // of the element being read
   std::unordered_map<const ClassIntf*, MetaclassInfo> fMetaclasses;
-  std::map<std::pair<const ClassIntf*, const PropertyIntf*>, std::vector<const PropertyIntf*>> fRedefined;
+  // Metaclasses by the local part of xmi:type, views into the tree; null for none.
+  std::unordered_map<std::string_view, const ClassIntf*, TextHash, std::equal_to<>> fMetaclassesByName;
   IdTable fIds;
   std::map<std::string, std::pair<std::size_t, std::size_t>, std::less<>> fDuplicates;
 };
