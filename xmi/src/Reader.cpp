@@ -250,6 +250,18 @@ struct TextHash {
   std::size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
 };
 
+// Of the names of the features of one metaclass, which are few and differ in length or in
+// their first, middle or last letter: hashed without reading the whole name, and without
+// a call, which a table with a hash this cheap also makes for the nodes of a bucket.
+struct NameHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view s) const noexcept {
+    if (s.empty()) return 0;
+    const auto at = [&](std::size_t i) { return static_cast<std::size_t>(static_cast<unsigned char>(s[i])); };
+    return s.size() ^ at(0) << 8 ^ at(s.size() / 2) << 16 ^ at(s.size() - 1) << 24;
+  }
+};
+
 // What the reader needs of a property of a metaclass, found once per metaclass and name.
 struct Feature {
   const PropertyIntf* property = nullptr;  // null: no property of the metamodel
@@ -263,13 +275,14 @@ struct Feature {
   bool shareValues = false;
   // Of the library's String: the text is the value, boxed as the value factory would.
   bool plainString = false;
-  std::unordered_map<std::string, Kelpa::ValueObject, TextHash, std::equal_to<>> values;
+  // Keyed by views into the parsed tree, which outlives the reader's features.
+  std::unordered_map<std::string_view, Kelpa::ValueObject, TextHash> values;
 };
 
 struct MetaclassInfo {
   Kelpa::String name;  // for the factory
   std::size_t created = 0;
-  std::unordered_map<std::string, Feature, TextHash, std::equal_to<>> features;
+  std::unordered_map<std::string, Feature, NameHash, std::equal_to<>> features;
 };
 
 struct ElementInfo {
@@ -735,14 +748,14 @@ class Reader {
     const PropertyIntf* property = feature.property;
     const TypeIntf* type = property->getType();
     // Short texts repeat (true, 1, *, public); a long one seldom does.
-    const bool share = feature.shareValues && text.size() <= 32;
-    const auto known = share ? feature.values.find(text) : feature.values.end();
+    // A text seen first leaves a null value in the table until its value is made.
+    Kelpa::ValueObject* shared = feature.shareValues && text.size() <= 32 ? &feature.values[text] : nullptr;
     Kelpa::ValueObject value;
-    if (known != feature.values.end()) {
-      value = known->second;
+    if (shared && !shared->isNull()) {
+      value = *shared;
     } else if (feature.plainString) {
       value = zorbel::String(detail::toString(text));
-      if (share) feature.values.emplace(std::string(text), value);
+      if (shared) *shared = value;
     } else {
       try {
         value = Kelpa::ValueObjectFactory::createFromString(type->getQualifiedName(),
@@ -753,7 +766,7 @@ class Reader {
                                                             "; kept as written"});
         return false;
       }
-      if (share) feature.values.emplace(std::string(text), value);
+      if (shared) *shared = value;
     }
     fS.set(fElements[element].object, *property, value);
     // A redefining attribute keeps a value of its own; the one it redefines, which the
