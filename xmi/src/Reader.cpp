@@ -245,11 +245,6 @@ struct Pending {
   pugi::xml_node node;
 };
 
-struct TextHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
-};
-
 // Of the names of the features of one metaclass, which are few and differ in length or in
 // their first, middle or last letter: hashed without reading the whole name, and without
 // a call, which a table with a hash this cheap also makes for the nodes of a bucket.
@@ -276,7 +271,8 @@ struct Feature {
   // Of the library's String: the text is the value, boxed as the value factory would.
   bool plainString = false;
   // Keyed by views into the parsed tree, which outlives the reader's features.
-  std::unordered_map<std::string_view, Kelpa::ValueObject, TextHash> values;
+  // (The library's own hash of views: a table keeps its codes rather than hash again.)
+  std::unordered_map<std::string_view, Kelpa::ValueObject> values;
 };
 
 struct MetaclassInfo {
@@ -834,14 +830,15 @@ class Reader {
     };
     ElementInfo& info = fElements[index];
     if (!prefix.empty()) {
-      if (isXmi(prefix) && local == "id") {
+      const bool xmi = isXmi(prefix);
+      if (xmi && local == "id") {
         info.id = a.value;
         info.object->setExternalId(fS.d, detail::toString(info.id));
         registerId(info.id, index, offset);
-      } else if (isXmi(prefix) && local == "uuid") {
+      } else if (xmi && local == "uuid") {
         info.object->setExternalToolInfo(
             fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)), Kelpa::String(std::string(a.value))));
-      } else if (!(isXmi(prefix) && (local == "type" || local == "version"))) {
+      } else if (!(xmi && (local == "type" || local == "version"))) {
         keepIt(std::string("attribute ") + std::string(name));
       }
       return;
@@ -1173,7 +1170,7 @@ class Reader {
   std::vector<Attribute> fAttributes;  // of the element being read
   std::unordered_map<const ClassIntf*, MetaclassInfo> fMetaclasses;
   // Metaclasses by the local part of xmi:type, views into the tree; null for none.
-  std::unordered_map<std::string_view, const ClassIntf*, TextHash, std::equal_to<>> fMetaclassesByName;
+  std::unordered_map<std::string_view, const ClassIntf*> fMetaclassesByName;
   IdTable fIds;
   std::map<std::string, std::pair<std::size_t, std::size_t>, std::less<>> fDuplicates;
 };
