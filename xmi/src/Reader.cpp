@@ -14,7 +14,6 @@
 #include <iterator>
 #include <optional>
 #include <set>
-#include <sstream>
 
 #include <pugixml.hpp>
 
@@ -223,6 +222,13 @@ class ScopeGuard {
 };
 
 using Kept = KeptRecord;
+
+// What pugixml prints, into a string: a string stream costs more to make than the few
+// hundred bytes of a kept node.
+struct TextWriter : pugi::xml_writer {
+  std::string text;
+  void write(const void* data, std::size_t size) override { text.append(static_cast<const char*>(data), size); }
+};
 
 // Text of the parsed tree: views into it stay valid for the whole read.
 struct Target {
@@ -933,10 +939,10 @@ class Reader {
 
   // The node as XML text, declaring the prefixes it uses that were declared above it.
   std::string verbatim(const pugi::xml_node& node) const {
-    std::ostringstream out;
+    TextWriter out;
     if (node.type() != pugi::node_element) {
       node.print(out, "", pugi::format_raw);
-      return out.str();
+      return std::move(out.text);
     }
     pugi::xml_document copy;
     pugi::xml_node top = copy.append_copy(node);
@@ -949,7 +955,7 @@ class Reader {
       if (uri) top.append_attribute(attribute.c_str()) = std::string(*uri).c_str();
     }
     top.print(out, "", pugi::format_raw);
-    return out.str();
+    return std::move(out.text);
   }
 
   // What an id or href names, or a null handle; here: whether it was looked for in this
