@@ -137,6 +137,7 @@ void splitIds(std::string_view s, Out&& out) {
 
 std::string escapeAttribute(std::string_view value) {
   std::string out;
+  out.reserve(value.size());
   for (const char c : value) {
     switch (c) {
       case '&': out += "&amp;"; break;
@@ -227,7 +228,9 @@ using Kept = KeptRecord;
 // hundred bytes of a kept node.
 struct TextWriter : pugi::xml_writer {
   std::string text;
-  void write(const void* data, std::size_t size) override { text.append(static_cast<const char*>(data), size); }
+  void write(const void* data, std::size_t size) override {
+    text.append(static_cast<const char*>(data), size);
+  }
 };
 
 // Text of the parsed tree: views into it stay valid for the whole read.
@@ -780,7 +783,8 @@ class Reader {
 
   // The single-valued attributes of the metaclass that property redefines: those of the
   // same name and type.
-  static std::vector<const PropertyIntf*> redefinedBy(const ClassIntf* metaclass, const PropertyIntf* property) {
+  static std::vector<const PropertyIntf*> redefinedBy(const ClassIntf* metaclass,
+                                                      const PropertyIntf* property) {
     std::vector<const PropertyIntf*> redefined;
     if (!property->isMultiValued())
       for (const PropertyIntf* other : metaclass->getAllProperties())
@@ -843,7 +847,8 @@ class Reader {
         registerId(info.id, index, offset);
       } else if (xmi && local == "uuid") {
         info.object->setExternalToolInfo(
-            fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)), Kelpa::String(std::string(a.value))));
+            fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)),
+                                          Kelpa::String(std::string(a.value))));
       } else if (!(xmi && (local == "type" || local == "version"))) {
         keepIt(std::string("attribute ") + std::string(name));
       }
@@ -857,7 +862,8 @@ class Reader {
       if (!setValue(index, feature, a.value, offset)) keepIt("value that did not parse");
       return;
     }
-    fPending.push_back({index, property, feature.classType, {a.value, false}, offset, true, position, name, {}});
+    fPending.push_back(
+        {index, property, feature.classType, {a.value, false}, offset, true, position, name, {}});
   }
 
   void readChild(std::size_t index, const pugi::xml_node& child, std::size_t position) {
