@@ -511,14 +511,21 @@ class Reader {
     std::size_t generation = static_cast<std::size_t>(-1);
     bool answer = false;
   };
+  // (The kept answer is checked inline: it is asked for most attributes and elements.)
   bool isUml(std::string_view prefix) const {
     if (fUmlAnswer.generation == fScope.generation() && fUmlAnswer.prefix == prefix) return fUmlAnswer.answer;
+    return answerUml(prefix);
+  }
+  bool isXmi(std::string_view prefix) const {
+    if (fXmiAnswer.generation == fScope.generation() && fXmiAnswer.prefix == prefix) return fXmiAnswer.answer;
+    return answerXmi(prefix);
+  }
+  bool answerUml(std::string_view prefix) const {
     const std::string_view* uri = fScope.uri(prefix);
     fUmlAnswer = {prefix, fScope.generation(), uri && *uri == fUml};
     return fUmlAnswer.answer;
   }
-  bool isXmi(std::string_view prefix) const {
-    if (fXmiAnswer.generation == fScope.generation() && fXmiAnswer.prefix == prefix) return fXmiAnswer.answer;
+  bool answerXmi(std::string_view prefix) const {
     const std::string_view* uri = fScope.uri(prefix);
     fXmiAnswer = {prefix, fScope.generation(), uri && isXmiUri(*uri)};
     return fXmiAnswer.answer;
@@ -881,9 +888,10 @@ class Reader {
       return keepIt("unknown feature " + metaclass->getName() + "." + std::string(local));
     }
     if (!feature.settable) return keepIt("derived feature " + qualified(index, property));
-    const std::size_t offset = offsetOf(child);
+    // A nested element finds its own offset.
     if (feature.dataType) {
-      if (!setValue(index, feature, child.child_value(), offset)) keepIt("value that did not parse");
+      if (!setValue(index, feature, child.child_value(), offsetOf(child)))
+        keepIt("value that did not parse");
       return;
     }
     collect(child);
@@ -891,7 +899,8 @@ class Reader {
     const Attribute* idref = xmiAttribute("idref");
     if (href || idref) {
       const Target target = href ? Target{href->value, true} : Target{idref->value, false};
-      fPending.push_back({index, property, feature.classType, target, offset, false, position, {}, child});
+      fPending.push_back(
+          {index, property, feature.classType, target, offsetOf(child), false, position, {}, child});
       return;
     }
     if (!property->isComposite())
