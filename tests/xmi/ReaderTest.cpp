@@ -130,6 +130,62 @@ TEST_F(ReaderTest, NestedNamespaceDeclarations) {
             std::string::npos);
 }
 
+// What the reader finds once per name is found again under a prefix bound elsewhere,
+// before and after the name was found under the UML one.
+TEST_F(ReaderTest, TypeNamesUnderPrefixesBoundElsewhere) {
+  const auto doc = read(R"(<xmi:XMI xmlns:xmi="http://www.omg.org/spec/XMI/20131001"
+    xmlns:uml="http://www.omg.org/spec/UML/20131001" xmlns:o="urn:other">
+  <uml:Package xmi:id="p">
+    <packagedElement xmi:type="o:Class" xmi:id="o1"/>
+    <packagedElement xmlns:uml="urn:other" xmi:type="uml:Class" xmi:id="o2"/>
+    <packagedElement xmi:type="uml:Class" xmi:id="c1"/>
+    <packagedElement xmlns:u="http://www.omg.org/spec/UML/20131001" xmi:type="u:Class" xmi:id="c2"/>
+    <packagedElement xmi:type="o:Class" xmi:id="o3"/>
+    <packagedElement xmlns:uml="urn:other" xmi:type="uml:Class" xmi:id="o4"/>
+  </uml:Package>
+</xmi:XMI>)");
+  EXPECT_EQ(doc.report.created, (std::map<std::string, std::size_t>{{"Class", 2}, {"Package", 1}}));
+  EXPECT_FALSE(doc.find("c1").isNull());
+  EXPECT_FALSE(doc.find("c2").isNull());
+  EXPECT_EQ(doc.report.unknown,
+            (std::map<std::string, std::size_t>{{"unknown metaclass o:Class", 2},
+                                                {"unknown metaclass uml:Class", 2}}));
+}
+
+// A feature is known per metaclass: the same name elsewhere has its own type, its own
+// redefined attributes and its own values; and a read keeps none of it for the next.
+TEST_F(ReaderTest, FeaturesOfOneNameInSeveralMetaclasses) {
+  const std::string xml = eclipse(R"(<uml:Model xmi:id="m">
+  <packagedElement xmi:type="uml:Class" xmi:id="C" isAbstract="true">
+    <ownedOperation xmi:id="op" isAbstract="true"/>
+    <ownedAttribute xmi:id="p1">
+      <defaultValue xmi:type="uml:LiteralInteger" xmi:id="i" value="1"/></ownedAttribute>
+    <ownedAttribute xmi:id="p2">
+      <defaultValue xmi:type="uml:LiteralUnlimitedNatural" xmi:id="u" value="1"/></ownedAttribute>
+    <ownedAttribute xmi:id="p3">
+      <defaultValue xmi:type="uml:LiteralString" xmi:id="s" value="1"/></ownedAttribute>
+    <ownedAttribute xmi:id="p4">
+      <defaultValue xmi:type="uml:LiteralInteger" xmi:id="i2" value="1"/></ownedAttribute>
+  </packagedElement>
+</uml:Model>)");
+  const auto check = [&](const zorbel::xmi::Document& doc) {
+    EXPECT_TRUE(doc.report.warnings.empty());
+    EXPECT_TRUE(zorbel::Class(doc.find("C"))->isAbstract(doc.find("C").getDeviant()).getValue());
+    EXPECT_EQ(text(doc.find("op"), "isAbstract"), "true");
+    for (const char* id : {"i", "u", "s", "i2"}) {
+      const Kelpa::ClassObject literal = doc.find(id);
+      EXPECT_EQ(text(literal, "value"), "1") << id;
+      EXPECT_EQ(Kelpa::get(literal, "value")->getRuvoName(false),
+                Kelpa::reflect::propertyOf(literal.get(), "value").getType()->getQualifiedName())
+          << id;
+    }
+  };
+  check(read(xml));
+  Kelpa::Model fresh = zorbel::NSInterface::FactoryIntf::createNewModel();
+  check(zorbel::xmi::readString(fresh, xml));
+  fresh->destroyModel();
+}
+
 // A read into a deviation leaves the root deviant as it was. (The model's root objects
 // are the root deviant's, so the deviation's new roots are not among them.)
 TEST_F(ReaderTest, ReadIntoADeviation) {
@@ -329,6 +385,11 @@ TEST_F(ReaderTest, EncodingsDeclaredOrMarked) {
   // windows-1252 differs from ISO-8859-1 at 0x80..0x9F.
   EXPECT_EQ(nameOf(named("<?xml version=\"1.0\" encoding=\"windows-1252\"?>", "Gr\xFC\xDF \x80\x92")), word);
   EXPECT_EQ(nameOf(named("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>", "\x80")), "\xC2\x80");
+  // Short ASCII texts are widened as they are; one with another character anywhere, even
+  // last, is decoded, and so is a long one.
+  for (const std::string& name : {std::string(128, 'a'), std::string(129, 'a'), std::string("ab\xC3\xBC"),
+                                  std::string(126, 'a') + "\xC3\xBC", "\xC3\xBC" + std::string(60, 'a')})
+    EXPECT_EQ(nameOf(named("", name)), name);
 }
 
 TEST_F(ReaderTest, DuplicateIdsAreFatalOnlyWhenAReferenceNamesThem) {
@@ -523,6 +584,14 @@ TEST_F(FatalTest, ReferencesThatCannotBeSet) {
 </uml:Model>)")),
             "line 5: 'm' is a Model, which Property.type of the Property at line 5 does not accept "
             "(it takes a Type)");
+  // Connector.type takes an Association only, though Property.type took the same class.
+  EXPECT_EQ(failure(eclipse(R"(<uml:Model xmi:id="m">
+  <packagedElement xmi:type="uml:Class" xmi:id="c">
+    <ownedAttribute xmi:id="p" type="c"/>
+    <ownedConnector xmi:id="k" type="c"/>
+  </packagedElement>
+</uml:Model>)")),
+            "line 6: 'c' is a Class, which Connector.type of 'k' does not accept (it takes a Association)");
   EXPECT_EQ(failure(eclipse(R"(<uml:Model xmi:id="m">
   <packagedElement xmi:type="uml:Package" xmi:id="a">
     <packagedElement xmi:type="uml:Package" xmi:id="b">

@@ -14,7 +14,6 @@
 #include <iterator>
 #include <optional>
 #include <set>
-#include <sstream>
 
 #include <pugixml.hpp>
 
@@ -148,6 +147,7 @@ void splitIds(std::string_view s, Out&& out) {
 
 std::string escapeAttribute(std::string_view value) {
   std::string out;
+  out.reserve(value.size());
   for (const char c : value) {
     switch (c) {
       case '&': out += "&amp;"; break;
@@ -162,10 +162,30 @@ std::string escapeAttribute(std::string_view value) {
   return out;
 }
 
+// An attribute of the element being read, its name split once: the reader looks at an
+// element's attributes for its declarations, its xmi:type, href or idref, and its values,
+// and each look through the tree costs calls into the parser's library and string lengths.
+struct Attribute {
+  std::string_view name, prefix, local, value;  // views into the parsed tree
+
+  // xmlns or xmlns:prefix
+  bool declaration() const { return prefix == "xmlns" || (prefix.empty() && local == "xmlns"); }
+};
+
 // The namespace declarations in scope, innermost last. Prefixes and URIs are views into
 // the parsed tree, which outlives the scope.
 class Scope {
  public:
+  // Enters the declarations among attributes; returns how many to leave.
+  std::size_t enter(const std::vector<Attribute>& attributes) {
+    std::size_t n = 0;
+    for (const Attribute& a : attributes) {
+      if (!a.declaration()) continue;
+      fDecls.emplace_back(a.prefix.empty() ? std::string_view() : a.local, a.value), ++n;
+    }
+    if (n) ++fGeneration;
+    return n;
+  }
   // Enters the declarations of node; returns how many to leave.
   std::size_t enter(const pugi::xml_node& node) {
     std::size_t n = 0;
@@ -201,9 +221,10 @@ class Scope {
   std::size_t fGeneration = 0;
 };
 
+// Leaves the declarations entered when it goes.
 class ScopeGuard {
  public:
-  ScopeGuard(Scope& scope, const pugi::xml_node& node) : fScope(scope), fN(scope.enter(node)) {}
+  ScopeGuard(Scope& scope, std::size_t entered) : fScope(scope), fN(entered) {}
   ~ScopeGuard() { fScope.leave(fN); }
 
  private:
@@ -212,6 +233,15 @@ class ScopeGuard {
 };
 
 using Kept = KeptRecord;
+
+// What pugixml prints, into a string: a string stream costs more to make than the few
+// hundred bytes of a kept node.
+struct TextWriter : pugi::xml_writer {
+  std::string text;
+  void write(const void* data, std::size_t size) override {
+    text.append(static_cast<const char*>(data), size);
+  }
+};
 
 // Text of the parsed tree: views into it stay valid for the whole read.
 struct Target {
@@ -224,6 +254,7 @@ struct Target {
 struct Pending {
   std::size_t element;  // index into the reader's elements
   const PropertyIntf* property;
+  const ClassIntf* accepted;  // the property's type
   Target written;
   std::size_t offset;  // in the text, for the line
   // Where it was written, to keep what does not resolve.
@@ -233,9 +264,16 @@ struct Pending {
   pugi::xml_node node;
 };
 
-struct TextHash {
+// Of the names of the features of one metaclass, which are few and differ in length or in
+// their first, middle or last letter: hashed without reading the whole name, and without
+// a call, which a table with a hash this cheap also makes for the nodes of a bucket.
+struct NameHash {
   using is_transparent = void;
-  std::size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
+  std::size_t operator()(std::string_view s) const noexcept {
+    if (s.empty()) return 0;
+    const auto at = [&](std::size_t i) { return static_cast<std::size_t>(static_cast<unsigned char>(s[i])); };
+    return s.size() ^ at(0) << 8 ^ at(s.size() / 2) << 16 ^ at(s.size() - 1) << 24;
+  }
 };
 
 // What the reader needs of a property of a metaclass, found once per metaclass and name.
@@ -243,18 +281,23 @@ struct Feature {
   const PropertyIntf* property = nullptr;  // null: no property of the metamodel
   bool settable = false;
   bool dataType = false;
+  const ClassIntf* classType = nullptr;  // the type of a property that holds elements
+  // Of a settable attribute: the attributes of the metaclass that it redefines.
+  std::vector<const PropertyIntf*> redefined;
   // Values made from text, by text, where a value may serve several elements: those of
   // single-valued properties, whose value each element copies.
   bool shareValues = false;
   // Of the library's String: the text is the value, boxed as the value factory would.
   bool plainString = false;
-  std::unordered_map<std::string, Kelpa::ValueObject, TextHash, std::equal_to<>> values;
+  // Keyed by views into the parsed tree, which outlives the reader's features.
+  // (The library's own hash of views: a table keeps its codes rather than hash again.)
+  std::unordered_map<std::string_view, Kelpa::ValueObject> values;
 };
 
 struct MetaclassInfo {
   Kelpa::String name;  // for the factory
   std::size_t created = 0;
-  std::unordered_map<std::string, Feature, TextHash, std::equal_to<>> features;
+  std::unordered_map<std::string, Feature, NameHash, std::equal_to<>> features;
 };
 
 struct ElementInfo {
@@ -478,26 +521,48 @@ class Reader {
     std::size_t generation = static_cast<std::size_t>(-1);
     bool answer = false;
   };
+  // (The kept answer is checked inline: it is asked for most attributes and elements.)
   bool isUml(std::string_view prefix) const {
     if (fUmlAnswer.generation == fScope.generation() && fUmlAnswer.prefix == prefix) return fUmlAnswer.answer;
+    return answerUml(prefix);
+  }
+  bool isXmi(std::string_view prefix) const {
+    if (fXmiAnswer.generation == fScope.generation() && fXmiAnswer.prefix == prefix) return fXmiAnswer.answer;
+    return answerXmi(prefix);
+  }
+  bool answerUml(std::string_view prefix) const {
     const std::string_view* uri = fScope.uri(prefix);
     fUmlAnswer = {prefix, fScope.generation(), uri && *uri == fUml};
     return fUmlAnswer.answer;
   }
-  bool isXmi(std::string_view prefix) const {
-    if (fXmiAnswer.generation == fScope.generation() && fXmiAnswer.prefix == prefix) return fXmiAnswer.answer;
+  bool answerXmi(std::string_view prefix) const {
     const std::string_view* uri = fScope.uri(prefix);
     fXmiAnswer = {prefix, fScope.generation(), uri && isXmiUri(*uri)};
     return fXmiAnswer.answer;
   }
 
-  // The XMI attribute local (id, type, idref, uuid) of node, whatever its prefix.
-  pugi::xml_attribute xmiAttribute(const pugi::xml_node& node, std::string_view local) const {
-    for (const pugi::xml_attribute& a : node.attributes()) {
-      const auto [prefix, name] = splitQName(a.name());
-      if (!prefix.empty() && name == local && isXmi(prefix)) return a;
+  // The attributes of node into fAttributes, in document order.
+  void collect(const pugi::xml_node& node) {
+    fAttributes.clear();
+    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+      const std::string_view name = a.name();
+      const auto [prefix, local] = splitQName(name);
+      fAttributes.push_back({name, prefix, local, a.value()});
     }
-    return {};
+  }
+
+  // The collected attribute of that name, or null.
+  const Attribute* attribute(std::string_view name) const {
+    for (const Attribute& a : fAttributes)
+      if (a.name == name) return &a;
+    return nullptr;
+  }
+
+  // The collected XMI attribute local (type, idref), whatever its prefix, or null.
+  const Attribute* xmiAttribute(std::string_view local) const {
+    for (const Attribute& a : fAttributes)
+      if (!a.prefix.empty() && a.local == local && isXmi(a.prefix)) return &a;
+    return nullptr;
   }
 
   void readRoot() {
@@ -517,7 +582,7 @@ class Reader {
 
   void readDocumentElement() {
     const pugi::xml_node root = fXml.document_element();
-    ScopeGuard guard(fScope, root);
+    ScopeGuard guard(fScope, fScope.enter(root));
     const auto [prefix, local] = splitQName(root.name());
     const std::string_view* rootUri = fScope.uri(prefix);
     const bool xmiRoot = local == "XMI" && rootUri && isXmiUri(*rootUri);
@@ -634,31 +699,37 @@ class Reader {
     fDoc.roots.push_back(fElements[index].object);
   }
 
-  // The metaclass that xmi:type names, or the declared type; null with the kind of
-  // unknown content when there is none that can be made.
-  const ClassIntf* metaclassOf(const pugi::xml_node& node, const TypeIntf* declared,
-                               std::string& kind) const {
-    const pugi::xml_attribute type = xmiAttribute(node, "type");
-    if (type) {
-      const auto [prefix, local] = splitQName(type.value());
-      const ClassIntf* metaclass = isUml(prefix) ? fS.metaclass(local) : nullptr;
+  // The metaclass that the collected xmi:type names, or the feature's type; null with the
+  // kind of unknown content when there is none that can be made.
+  const ClassIntf* metaclassOf(const Feature& feature, std::string& kind) {
+    if (const Attribute* type = xmiAttribute("type")) {
+      const auto [prefix, local] = splitQName(type->value);
+      const ClassIntf* metaclass = isUml(prefix) ? this->metaclass(local) : nullptr;
       if (!metaclass) {
-        kind = std::string("unknown metaclass ") + type.value();
+        kind = "unknown metaclass " + std::string(type->value);
         return nullptr;
       }
       if (metaclass->isAbstract()) {
-        kind = std::string("abstract metaclass ") + type.value();
+        kind = "abstract metaclass " + std::string(type->value);
         return nullptr;
       }
       return metaclass;
     }
-    const auto* metaclass = dynamic_cast<const ClassIntf*>(declared);
+    const ClassIntf* metaclass = feature.classType;
     if (!metaclass || metaclass->isAbstract()) {
+      const TypeIntf* declared = feature.property->getType();
       kind = "abstract metaclass " + (declared ? declared->getName() : std::string("?")) +
              " without xmi:type";
       return nullptr;
     }
     return metaclass;
+  }
+
+  // fS.metaclass, asked once per name: a lookup in the package and casts.
+  const ClassIntf* metaclass(std::string_view name) {
+    const auto [it, added] = fMetaclassesByName.try_emplace(name);
+    if (added) it->second = fS.metaclass(name);
+    return it->second;
   }
 
   MetaclassInfo& infoOf(const ClassIntf* metaclass) {
@@ -678,6 +749,8 @@ class Reader {
     feature.property = property;
     feature.settable = isSettable(property);
     feature.dataType = isDataType(property);
+    feature.classType = dynamic_cast<const ClassIntf*>(property->getType());
+    if (feature.settable && feature.dataType) feature.redefined = redefinedBy(element.metaclass, property);
     feature.shareValues = feature.dataType && !property->isMultiValued();
     feature.plainString = feature.dataType && property->getType()->getQualifiedName() == zorbel::String::getTypeName();
     return feature;
@@ -697,14 +770,14 @@ class Reader {
     const PropertyIntf* property = feature.property;
     const TypeIntf* type = property->getType();
     // Short texts repeat (true, 1, *, public); a long one seldom does.
-    const bool share = feature.shareValues && text.size() <= 32;
-    const auto known = share ? feature.values.find(text) : feature.values.end();
+    // A text seen first leaves a null value in the table until its value is made.
+    Kelpa::ValueObject* shared = feature.shareValues && text.size() <= 32 ? &feature.values[text] : nullptr;
     Kelpa::ValueObject value;
-    if (known != feature.values.end()) {
-      value = known->second;
+    if (shared && !shared->isNull()) {
+      value = *shared;
     } else if (feature.plainString) {
       value = zorbel::String(detail::toString(text));
-      if (share) feature.values.emplace(std::string(text), value);
+      if (shared) *shared = value;
     } else {
       try {
         value = Kelpa::ValueObjectFactory::createFromString(type->getQualifiedName(),
@@ -715,28 +788,27 @@ class Reader {
                                                             "; kept as written"});
         return false;
       }
-      if (share) feature.values.emplace(std::string(text), value);
+      if (shared) *shared = value;
     }
     fS.set(fElements[element].object, *property, value);
     // A redefining attribute keeps a value of its own; the one it redefines, which the
     // typed accessor of the plain name reads (getIsAbstract, getVisibility), gets the
     // same value.
-    for (const PropertyIntf* other : redefinedBy(fElements[element].metaclass, property))
-      fS.set(fElements[element].object, *other, value);
+    for (const PropertyIntf* other : feature.redefined) fS.set(fElements[element].object, *other, value);
     return true;
   }
 
   // The single-valued attributes of the metaclass that property redefines: those of the
   // same name and type.
-  const std::vector<const PropertyIntf*>& redefinedBy(const ClassIntf* metaclass,
-                                                     const PropertyIntf* property) {
-    auto [it, added] = fRedefined.try_emplace({metaclass, property});
-    if (added && !property->isMultiValued())
+  static std::vector<const PropertyIntf*> redefinedBy(const ClassIntf* metaclass,
+                                                      const PropertyIntf* property) {
+    std::vector<const PropertyIntf*> redefined;
+    if (!property->isMultiValued())
       for (const PropertyIntf* other : metaclass->getAllProperties())
         if (other != property && other->getName() == property->getName() && !other->isMultiValued() &&
             other->getType() == property->getType() && isSettable(other))
-          it->second.push_back(other);
-    return it->second;
+          redefined.push_back(other);
+    return redefined;
   }
 
   // 'id', or the metaclass and line of an element without one.
@@ -756,20 +828,19 @@ class Reader {
     ++fDoc.report.unknown[std::move(counted)];
   }
 
-  // entered: the caller has entered the node's declarations already.
+  // entered: the caller has collected the node's attributes and entered its declarations.
   std::size_t readElement(const pugi::xml_node& node, const ClassIntf* metaclass, bool entered = false) {
-    ScopeGuard guard(fScope, entered ? pugi::xml_node() : node);
+    if (!entered) collect(node);
+    ScopeGuard guard(fScope, entered ? 0 : fScope.enter(fAttributes));
     const std::size_t index = fElements.size();
     const std::size_t offset = offsetOf(node);
     MetaclassInfo& info = infoOf(metaclass);
     fElements.push_back({fS.create(metaclass, info.name), metaclass, &info, {}, offset, {}});
     ++info.created;
-    std::size_t position = 0;
-    for (const pugi::xml_attribute& a : node.attributes()) {
-      readAttribute(index, a, position++, offset);
-    }
+    for (std::size_t i = 0; i < fAttributes.size(); ++i) readAttribute(index, fAttributes[i], i, offset);
     if (fElements[index].id.empty()) ++fDoc.report.withoutId;
-    position = 0;
+    // Each child collects its attributes over these.
+    std::size_t position = 0;
     for (const pugi::xml_node& child : node.children()) {
       if (!counts(child)) continue;
       readChild(index, child, position++);
@@ -777,25 +848,25 @@ class Reader {
     return index;
   }
 
-  void readAttribute(std::size_t index, const pugi::xml_attribute& a, std::size_t position,
-                     std::size_t offset) {
-    const std::string_view name = a.name();
-    if (name == "xmlns" || name.substr(0, 6) == "xmlns:") return;
+  void readAttribute(std::size_t index, const Attribute& a, std::size_t position, std::size_t offset) {
+    if (a.declaration()) return;
+    const std::string_view name = a.name, prefix = a.prefix, local = a.local;
     const auto keepIt = [&](std::string counted) {
-      keep(index, "attr", position, std::string(name) + "=\"" + escapeAttribute(a.value()) + "\"",
+      keep(index, "attr", position, std::string(name) + "=\"" + escapeAttribute(a.value) + "\"",
            std::move(counted));
     };
-    const auto [prefix, local] = splitQName(name);
     ElementInfo& info = fElements[index];
     if (!prefix.empty()) {
-      if (isXmi(prefix) && local == "id") {
-        info.id = a.value();
+      const bool xmi = isXmi(prefix);
+      if (xmi && local == "id") {
+        info.id = a.value;
         info.object->setExternalId(fS.d, detail::toString(info.id));
         registerId(info.id, index, offset);
-      } else if (isXmi(prefix) && local == "uuid") {
+      } else if (xmi && local == "uuid") {
         info.object->setExternalToolInfo(
-            fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)), Kelpa::String(a.value())));
-      } else if (!(isXmi(prefix) && (local == "type" || local == "version"))) {
+            fS.d, Kelpa::ExternalToolInfo(Kelpa::String(std::string(kUuidTool)),
+                                          Kelpa::String(std::string(a.value))));
+      } else if (!(xmi && (local == "type" || local == "version"))) {
         keepIt(std::string("attribute ") + std::string(name));
       }
       return;
@@ -805,10 +876,11 @@ class Reader {
     if (!property) return keepIt("unknown feature " + info.metaclass->getName() + "." + std::string(name));
     if (!feature.settable) return keepIt("derived feature " + qualified(index, property));
     if (feature.dataType) {
-      if (!setValue(index, feature, a.value(), offset)) keepIt("value that did not parse");
+      if (!setValue(index, feature, a.value, offset)) keepIt("value that did not parse");
       return;
     }
-    fPending.push_back({index, property, {a.value(), false}, offset, true, position, name, {}});
+    fPending.push_back(
+        {index, property, feature.classType, {a.value, false}, offset, true, position, name, {}});
   }
 
   void readChild(std::size_t index, const pugi::xml_node& child, std::size_t position) {
@@ -826,25 +898,28 @@ class Reader {
       return keepIt("unknown feature " + metaclass->getName() + "." + std::string(local));
     }
     if (!feature.settable) return keepIt("derived feature " + qualified(index, property));
-    const std::size_t offset = offsetOf(child);
+    // A nested element finds its own offset.
     if (feature.dataType) {
-      if (!setValue(index, feature, child.child_value(), offset)) keepIt("value that did not parse");
+      if (!setValue(index, feature, child.child_value(), offsetOf(child)))
+        keepIt("value that did not parse");
       return;
     }
-    const pugi::xml_attribute href = child.attribute("href");
-    const pugi::xml_attribute idref = xmiAttribute(child, "idref");
+    collect(child);
+    const Attribute* href = attribute("href");
+    const Attribute* idref = xmiAttribute("idref");
     if (href || idref) {
-      const Target target = href ? Target{href.value(), true} : Target{idref.value(), false};
-      fPending.push_back({index, property, target, offset, false, position, {}, child});
+      const Target target = href ? Target{href->value, true} : Target{idref->value, false};
+      fPending.push_back(
+          {index, property, feature.classType, target, offsetOf(child), false, position, {}, child});
       return;
     }
     if (!property->isComposite())
       return keepIt("element under reference " + qualified(index, property));
     std::string kind;
-    ScopeGuard guard(fScope, child);  // for xmlns declared on the child itself
-    const ClassIntf* childClass = metaclassOf(child, property->getType(), kind);
+    ScopeGuard guard(fScope, fScope.enter(fAttributes));  // for xmlns declared on the child itself
+    const ClassIntf* childClass = metaclassOf(feature, kind);
     if (!childClass) return keepIt(kind);
-    const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
+    const ClassIntf* accepted = feature.classType;
     if (!accepted || !childClass->conformsTo(accepted))
       fail("a " + childClass->getName() + " cannot be the value of " + qualified(index, property) +
                " of " + describe(index),
@@ -889,10 +964,10 @@ class Reader {
 
   // The node as XML text, declaring the prefixes it uses that were declared above it.
   std::string verbatim(const pugi::xml_node& node) const {
-    std::ostringstream out;
+    TextWriter out;
     if (node.type() != pugi::node_element) {
       node.print(out, "", pugi::format_raw);
-      return out.str();
+      return std::move(out.text);
     }
     pugi::xml_document copy;
     pugi::xml_node top = copy.append_copy(node);
@@ -905,17 +980,20 @@ class Reader {
       if (uri) top.append_attribute(attribute.c_str()) = std::string(*uri).c_str();
     }
     top.print(out, "", pugi::format_raw);
-    return out.str();
+    return std::move(out.text);
   }
 
-  // What an id or href names, or a null handle.
-  ClassObject lookup(const Target& target, std::size_t offset) {
+  // What an id or href names, or a null handle; here: whether it was looked for in this
+  // document.
+  ClassObject lookup(const Target& target, std::size_t offset, bool& here) {
+    here = true;
     if (!target.href) return lookupId(fDoc, target.text, offset);
     const std::size_t hash = target.text.find('#');
     const std::string_view href = target.text;
     const std::string_view uri = href.substr(0, hash);
     const std::string_view fragment = hash == std::string_view::npos ? std::string_view() : href.substr(hash + 1);
     if (uri.empty() || uri == fDoc.uri) return lookupId(fDoc, fragment, offset);
+    here = false;
     if (isPrimitiveLibrary(uri)) return fS.primitiveType(fragment, fDoc.report);
     const Document* other = documentAt(std::string(uri));
     return other ? other->find(fragment) : ClassObject();
@@ -992,19 +1070,21 @@ class Reader {
       targets.push_back(pending.written);
     }
     for (const Target& target : targets) {
-      const ClassObject value = lookup(target, pending.offset);
+      bool here;
+      const ClassObject value = lookup(target, pending.offset, here);
       if (value.isNull()) {
         fDoc.report.unresolved.push_back(
             {qualified(pending.element, property), std::string(target.text), lineAt(pending.offset)});
         unresolved.push_back(target.text);
         continue;
       }
-      if (value->getModelKelpa(value.getDeviant()).get() != fS.model.get())
+      // This document's elements are the reader's own, made in the model.
+      if (!here && value->getModelKelpa(value.getDeviant()).get() != fS.model.get())
         throw Error("'" + std::string(target.text) + "' names an element of another model; documents that refer " +
                         "to each other are read into one model",
                     lineAt(pending.offset));
       const ClassIntf* valueClass = Kelpa::reflect::metaClassOf(value.get());
-      const auto* accepted = dynamic_cast<const ClassIntf*>(property->getType());
+      const ClassIntf* accepted = pending.accepted;
       if (!valueClass || !accepted || !valueClass->conformsTo(accepted))
         throw Error("'" + std::string(target.text) + "' is a " + (valueClass ? valueClass->getName() : "?") +
                         ", which " + qualified(pending.element, property) + " of " +
@@ -1118,8 +1198,10 @@ class Reader {
   std::vector<ElementInfo> fElements;
   std::vector<Pending> fPending;
   std::vector<Target> fTargets;  // of the reference being resolved
+  std::vector<Attribute> fAttributes;  // of the element being read
   std::unordered_map<const ClassIntf*, MetaclassInfo> fMetaclasses;
-  std::map<std::pair<const ClassIntf*, const PropertyIntf*>, std::vector<const PropertyIntf*>> fRedefined;
+  // Metaclasses by the local part of xmi:type, views into the tree; null for none.
+  std::unordered_map<std::string_view, const ClassIntf*> fMetaclassesByName;
   IdTable fIds;
   std::map<std::string, std::pair<std::size_t, std::size_t>, std::less<>> fDuplicates;
 };
