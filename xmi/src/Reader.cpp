@@ -10,6 +10,7 @@
 #include <zorbel/xmi/Xmi.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -264,15 +265,15 @@ struct Pending {
   pugi::xml_node node;
 };
 
-// Of the names of the features of one metaclass, which are few and differ in length or in
-// their first, middle or last letter: hashed without reading the whole name, and without
-// a call, which a table with a hash this cheap also makes for the nodes of a bucket.
+// Of the names of the features of one metaclass, which are short: FNV-1a over every
+// letter, inline. (Hashing a few letters only was as fast, but a document with many
+// unknown attributes alike in those letters would have filled one bucket.)
 struct NameHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view s) const noexcept {
-    if (s.empty()) return 0;
-    const auto at = [&](std::size_t i) { return static_cast<std::size_t>(static_cast<unsigned char>(s[i])); };
-    return s.size() ^ at(0) << 8 ^ at(s.size() / 2) << 16 ^ at(s.size() - 1) << 24;
+    std::uint64_t h = 14695981039346656037ull;
+    for (const char c : s) h = (h ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+    return static_cast<std::size_t>(h);
   }
 };
 
@@ -489,6 +490,9 @@ class Reader {
     fElements.reserve(elements);
     fIds.reserve(elements);
     fDoc.ids.reserve(elements);
+    // Each element's id goes to the kernel's table of ids, shared by all models.
+    auto& externalIds = Kelpa::NSInterface::ClassObjectIntf::externalId_sparse();
+    externalIds.reserve(externalIds.size() + elements);
   }
 
   // The element nodes of the tree: at least as many as the model elements it makes.
