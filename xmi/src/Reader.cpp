@@ -1096,9 +1096,14 @@ class Reader {
                         property->getType()->getName() + ")",
                     lineAt(pending.offset));
       checkCycle(pending.element, property, value, target, pending.offset);
-      if (holds(owner.object, property, value)) {
-        if (property->getOpposite() && property->getOpposite()->isComposite())
-          ++fDoc.report.impliedByNesting[qualified(pending.element, property)];
+      // What is held already is known before the write where it matters: for containment,
+      // which would move the element and is counted, and for a list without an opposite.
+      // Any other write of a value held already changes nothing.
+      const PropertyIntf* opposite = property->getOpposite();
+      const bool toOwner = opposite && opposite->isComposite();
+      const bool ask = toOwner || property->isComposite() || (property->isMultiValued() && !opposite);
+      if (ask && holds(owner.object, property, value)) {
+        if (toOwner) ++fDoc.report.impliedByNesting[qualified(pending.element, property)];
         continue;
       }
       if (wouldMove(pending.element, property, value)) {
