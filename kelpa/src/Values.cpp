@@ -1,7 +1,7 @@
 #include <Kelpa/Values.h>
 #include <Tovi/SmallObjects.h>
 
-#include <map>
+#include <unordered_map>
 #include <sstream>
 
 #include <Kelpa/Asserter.h>
@@ -50,8 +50,9 @@ class ValueObjectImpl final : public NSInterface::ValueObjectIntf {
   int fRefCount = 0;
 };
 
-std::map<std::string, Tovi::TypeInfo>& typeInfos() {
-  static auto* map = new std::map<std::string, Tovi::TypeInfo>();
+// Hashed: a value's text form looks its type up by name each time.
+std::unordered_map<std::string, Tovi::TypeInfo>& typeInfos() {
+  static auto* map = new std::unordered_map<std::string, Tovi::TypeInfo>();
   return *map;
 }
 

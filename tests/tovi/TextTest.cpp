@@ -24,6 +24,14 @@ TEST(ToviStrings, RoundTrips) {
   EXPECT_EQ(Tovi::ConvertStdStringToToviString(utf8), utf16);
   EXPECT_EQ(utf8ToUtf16(""), u"");
   EXPECT_EQ(utf16ToUtf8(u""), "");
+  // The last ASCII unit and the first beyond it, a 0 inside, and malformed input, which
+  // is skipped whatever came before it.
+  EXPECT_EQ(utf16ToUtf8(std::u16string(u"a\0\u007F", 3)), std::string("a\0\x7F", 3));
+  EXPECT_EQ(utf8ToUtf16(std::string("a\0\x7F", 3)), std::u16string(u"a\0\u007F", 3));
+  EXPECT_EQ(utf16ToUtf8(u"a\u0080"), "a\xC2\x80");
+  EXPECT_EQ(utf8ToUtf16("a\xC2\x80"), u"a\u0080");
+  EXPECT_EQ(utf8ToUtf16("ok\xFF"), u"ok");
+  EXPECT_EQ(utf16ToUtf8(u"ok\xD800"), "ok");
 }
 
 TEST(ToviByteArray, HoldsBytesUnchanged) {

@@ -1,5 +1,6 @@
 #include <Tovi/SharedText.h>
 
+#include <algorithm>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -146,10 +147,15 @@ std::string_view SharedText::narrowForm() const {
   if (!narrow) {
     const char16_t* begin = fRep->text();
     const char16_t* end = begin + fRep->size();
+    char16_t any = 0;
+    for (const char16_t* p = begin; p != end; ++p) any |= *p;
     bool wellFormed = true;
-    const std::size_t size = convertedSize<char>(begin, end, wellFormed);
+    const std::size_t size = any < 0x80 ? fRep->size() : convertedSize<char>(begin, end, wellFormed);
     narrow = new (detail::allocateSmall(Narrow::blockSize(size))) Narrow{size};
-    convert(begin, end, narrow->bytes());
+    if (any < 0x80)
+      std::copy(begin, end, narrow->bytes());  // ASCII: a unit is a byte
+    else
+      convert(begin, end, narrow->bytes());
     narrow->bytes()[size] = 0;
     // Copies on other threads may be making it too: the first one stored stays.
     Narrow* expected = nullptr;

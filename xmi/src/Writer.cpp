@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -30,6 +29,14 @@ const char* umlNamespace(Dialect dialect) {
                                      : "http://www.omg.org/spec/UML/20161101";
 }
 constexpr const char* kXmiNamespace = "http://www.omg.org/spec/XMI/20131001";
+
+// What pugixml writes, appended to a string rather than through a stream.
+struct StringWriter : pugi::xml_writer {
+  std::string text;
+  void write(const void* data, std::size_t size) override {
+    text.append(static_cast<const char*>(data), size);
+  }
+};
 
 // Writes one document: ids first, over every tree, so that a reference may point
 // forward; then the elements.
@@ -73,19 +80,21 @@ class DocumentWriter {
     }
     // Comments, instructions and a document type around the document element.
     for (const KeptRecord& r : outside) restoreChild(doc, r, fIds.at(roots.front().get()));
-    std::ostringstream out;
+    StringWriter out;
     doc.save(out, "  ", pugi::format_indent | pugi::format_save_file_text, pugi::encoding_utf8);
     // A carriage return in a text would read back as a plain line break: it is written
     // as a character reference, as in attribute values.
-    std::string text = out.str();
+    const std::string& text = out.text;
+    std::size_t cr = text.find('\r');
+    if (cr == std::string::npos) return std::move(out.text);
     std::string escaped;
-    escaped.reserve(text.size());
-    for (char c : text) {
-      if (c == '\r')
-        escaped += "&#13;";
-      else
-        escaped += c;
+    escaped.reserve(text.size() + 16);
+    std::size_t from = 0;
+    for (; cr != std::string::npos; from = cr + 1, cr = text.find('\r', from)) {
+      escaped.append(text, from, cr - from);
+      escaped += "&#13;";
     }
+    escaped.append(text, from);
     return escaped;
   }
 
