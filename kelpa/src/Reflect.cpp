@@ -3,6 +3,7 @@
 #include <Kelpa/Asserter.h>
 #include <Kelpa/Meta.h>
 #include <Kelpa/MultiIndexImpl.h>
+#include <Tovi/SmallObjects.h>
 
 #include "KernelCast.h"
 
@@ -15,6 +16,9 @@ using namespace NSInterface;
 class SequenceObject final : public SequenceObjectIntf {
  public:
   explicit SequenceObject(Sequence<Object> sequence) : fSequence(std::move(sequence)) {}
+  // Made and dropped on every reflective read of a list: from the small-object pool.
+  static void* operator new(std::size_t n) { return Tovi::detail::allocateSmall(n); }
+  static void operator delete(void* p, std::size_t n) noexcept { Tovi::detail::deallocateSmall(p, n); }
   void incRef() override { ++fRefCount; }
   void decRef() override {
     if (--fRefCount <= 0) delete this;
