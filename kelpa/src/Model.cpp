@@ -126,8 +126,12 @@ void Deviant::setStateOfObject(const ClassObjectIntf* object, ObjectIntf* state)
 NSInterface::ObjectIntf* Deviant::getSavedOldStateOfObject(const ClassObjectIntf* object) const {
   if (!fData || !fData->tables) return nullptr;
   const detail::DeviantTables& t = *fData->tables;
+  if (object == t.lastSaved) return t.saved[t.lastSavedAt].state;
   const std::size_t* at = t.savedAt.find(object);
-  return at ? t.saved[*at].state : nullptr;
+  if (!at) return nullptr;
+  t.lastSaved = object;
+  t.lastSavedAt = *at;
+  return t.saved[*at].state;
 }
 
 // The first save of an object in a transaction is what abandoning it restores. A later
@@ -142,6 +146,8 @@ void Deviant::saveOldStateOfObject(const ClassObjectIntf* object, ObjectIntf* st
   if (inserted) {
     counted->incRef();
     t.saved.push_back({counted, state});
+    t.lastSaved = object;
+    t.lastSavedAt = *at;
     return;
   }
   detail::SavedState& entry = t.saved[*at];
@@ -579,6 +585,7 @@ detail::UndoRecord endTransaction(detail::DeviantData* data) {
     record = std::move(t->saved);
     t->saved.clear();
     t->savedAt.clear();
+    t->lastSaved = nullptr;
   }
   return record;
 }

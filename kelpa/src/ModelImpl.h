@@ -30,6 +30,11 @@ struct DeviantTables {
   // The old states saved in the open transaction, in the order they were saved.
   UndoRecord saved;
   PointerMap<NSInterface::ClassObjectIntf, std::size_t> savedAt;
+  // The entry of saved last asked for or made: writes come in runs on one element (its
+  // id, its values, its place), and a large transaction's table is far from the cache.
+  // Cleared with saved; an object in saved is counted, so its address names it alone.
+  mutable const NSInterface::ClassObjectIntf* lastSaved = nullptr;
+  mutable std::size_t lastSavedAt = 0;
   std::vector<UndoRecord> undo;
   std::vector<UndoRecord> redo;
   // Objects that an undo or redo record may hold as a null state, that is, read from the

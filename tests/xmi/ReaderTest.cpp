@@ -314,6 +314,25 @@ TEST_F(ReaderTest, UnknownContentIsCountedAndKeptInPlace) {
             "xmlns:xmi=\"http://schema.omg.org/spec/XMI/2.1\"/>\n");
 }
 
+// Values made from short texts are shared between elements while a feature has met few
+// texts; past that, texts met before are still shared and new ones made each time.
+TEST_F(ReaderTest, ManyDistinctShortValuesOfOneFeature) {
+  std::string body = "<uml:Model xmi:id=\"m\">\n";
+  for (int round = 0; round < 2; ++round)
+    for (int i = 0; i < 600; ++i)
+      body += "<packagedElement xmi:type=\"uml:Class\" xmi:id=\"c" + std::to_string(round) + "_" +
+              std::to_string(i) + "\" name=\"n" + std::to_string(i) + "\" isAbstract=\"" +
+              (i % 2 ? "true" : "false") + "\"/>\n";
+  const auto doc = read(eclipse(body + "</uml:Model>"));
+  EXPECT_TRUE(doc.report.warnings.empty());
+  for (int round = 0; round < 2; ++round)
+    for (int i = 0; i < 600; i += 7) {
+      const Kelpa::ClassObject c = doc.find("c" + std::to_string(round) + "_" + std::to_string(i));
+      EXPECT_EQ(text(c, "name"), "n" + std::to_string(i));
+      EXPECT_EQ(text(c, "isAbstract"), i % 2 ? "true" : "false");
+    }
+}
+
 TEST_F(ReaderTest, ValuesThatDoNotParseAreWarnedAboutAndKept) {
   const auto doc = read(eclipse(R"(<uml:Model xmi:id="m">
   <packagedElement xmi:type="uml:Class" xmi:id="c" isAbstract="yes" visibility="secret">

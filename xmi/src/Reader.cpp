@@ -278,6 +278,8 @@ struct NameHash {
 };
 
 // What the reader needs of a property of a metaclass, found once per metaclass and name.
+constexpr std::size_t kSharedValuesPerFeature = 256;
+
 struct Feature {
   const PropertyIntf* property = nullptr;  // null: no property of the metamodel
   bool settable = false;
@@ -290,7 +292,8 @@ struct Feature {
   bool shareValues = false;
   // Of the library's String: the text is the value, boxed as the value factory would.
   bool plainString = false;
-  // Keyed by views into the parsed tree, which outlives the reader's features.
+  // Keyed by views into the parsed tree, which outlives the reader's features; at most
+  // kSharedValuesPerFeature of them.
   // (The library's own hash of views: a table keeps its codes rather than hash again.)
   std::unordered_map<std::string_view, Kelpa::ValueObject> values;
 };
@@ -315,7 +318,6 @@ struct ElementInfo {
 // document costs neither an allocation per id nor rehashing.
 class IdTable {
  public:
-
   void reserve(std::size_t n) {
     std::size_t capacity = 16;
     while (capacity < 2 * n) capacity *= 2;
@@ -325,9 +327,10 @@ class IdTable {
   // element that has it.
   std::size_t emplace(std::string_view id, std::size_t index) {
     if (2 * (fSize + 1) > fSlots.size()) rehash(std::max<std::size_t>(16, 2 * fSlots.size()));
-    Slot& slot = fSlots[find(id, std::hash<std::string_view>{}(id))];
+    const std::size_t hash = std::hash<std::string_view>{}(id);
+    Slot& slot = fSlots[find(id, hash)];
     if (slot.index) return slot.index - 1;
-    slot = {id, index + 1};
+    slot = {id, static_cast<std::uint32_t>(index + 1), static_cast<std::uint32_t>(hash)};
     ++fSize;
     return index;
   }
@@ -340,25 +343,30 @@ class IdTable {
   static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
  private:
+  // The id's hash is kept beside it: at a million ids, comparing the text of every id a
+  // probe passes would read the document at random.
   struct Slot {
     std::string_view id;
-    std::size_t index = 0;  // the element's index + 1; 0 for a free slot
+    std::uint32_t index = 0;  // the element's index + 1; 0 for a free slot
+    std::uint32_t hash = 0;   // the low bits of the id's hash
   };
   // The slot of id, or the free one where it would go.
   std::size_t find(std::string_view id, std::size_t hash) const {
     const std::size_t mask = fSlots.size() - 1;
-    for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+    const auto low = static_cast<std::uint32_t>(hash);
+    for (std::size_t i = low & mask;; i = (i + 1) & mask) {
       const Slot& slot = fSlots[i];
-      if (!slot.index || slot.id == id) return i;
+      if (!slot.index || (slot.hash == low && slot.id == id)) return i;
     }
   }
+  // Slots are placed by the low 32 bits of the hash, which they keep.
   void rehash(std::size_t capacity) {
     std::vector<Slot> old(capacity);
     old.swap(fSlots);
     const std::size_t mask = capacity - 1;
     for (const Slot& slot : old) {
       if (!slot.index) continue;
-      std::size_t i = std::hash<std::string_view>{}(slot.id) & mask;
+      std::size_t i = slot.hash & mask;
       while (fSlots[i].index) i = (i + 1) & mask;
       fSlots[i] = slot;
     }
@@ -773,9 +781,18 @@ class Reader {
   bool setValue(std::size_t element, Feature& feature, std::string_view text, std::size_t offset) {
     const PropertyIntf* property = feature.property;
     const TypeIntf* type = property->getType();
-    // Short texts repeat (true, 1, *, public); a long one seldom does.
-    // A text seen first leaves a null value in the table until its value is made.
-    Kelpa::ValueObject* shared = feature.shareValues && text.size() <= 32 ? &feature.values[text] : nullptr;
+    // Short texts repeat (true, 1, *, public); a long one seldom does. A text seen first
+    // leaves a null value in the table until its value is made. Names are short too but
+    // do not repeat: past a few hundred texts, a feature's table only takes lookups, so
+    // that a large model's names do not fill it.
+    Kelpa::ValueObject* shared = nullptr;
+    if (feature.shareValues && text.size() <= 32) {
+      if (feature.values.size() < kSharedValuesPerFeature) {
+        shared = &feature.values[text];
+      } else if (const auto known = feature.values.find(text); known != feature.values.end()) {
+        shared = &known->second;
+      }
+    }
     Kelpa::ValueObject value;
     if (shared && !shared->isNull()) {
       value = *shared;
