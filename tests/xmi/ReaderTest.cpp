@@ -117,11 +117,23 @@ TEST_F(ReaderTest, NestedNamespaceDeclarations) {
     <packagedElement xmlns:u="http://www.omg.org/spec/UML/20131001" u:type="u:Class" xmi:type="u:Class" xmi:id="c"/>
     <packagedElement xmlns:x="http://www.omg.org/spec/XMI/20131001" x:type="uml:Interface" x:id="i"/>
     <packagedElement xmlns:uml="urn:other" xmi:type="uml:Class" xmi:id="o"/>
+    <packagedElement xmi:type="uml:Dependency" xmi:id="d">
+      <supplier xmlns:x="http://www.omg.org/spec/XMI/20131001" x:idref="c"/>
+      <client xmlns:xmi="urn:other" xmi:idref="i"/>
+    </packagedElement>
   </uml:Package>
 </xmi:XMI>)");
-  EXPECT_EQ(doc.report.created, (std::map<std::string, std::size_t>{{"Class", 1}, {"Interface", 1}, {"Package", 1}}));
+  EXPECT_EQ(doc.report.created,
+            (std::map<std::string, std::size_t>{{"Class", 1}, {"Dependency", 1}, {"Interface", 1}, {"Package", 1}}));
   EXPECT_FALSE(doc.find("c").isNull());
   EXPECT_FALSE(doc.find("i").isNull());
+  // A reference's own declarations count as an element's do: x:idref is XMI's, and
+  // xmi:idref under another namespace is no reference.
+  const auto suppliers = all(doc.find("d"), "supplier");
+  ASSERT_EQ(suppliers.size(), 1u);
+  EXPECT_TRUE(same(suppliers[0], doc.find("c")));
+  EXPECT_TRUE(all(doc.find("d"), "client").empty());
+  EXPECT_EQ(doc.report.unknown.at("element under reference Dependency.client"), 1u);
   // uml: means another namespace there, so that element is no UML class; it is kept, and
   // u:type is an attribute of the UML namespace, not of the metaclass.
   EXPECT_EQ(doc.report.unknown.at("unknown metaclass uml:Class"), 1u);

@@ -926,6 +926,7 @@ class Reader {
       return;
     }
     collect(child);
+    ScopeGuard guard(fScope, fScope.enter(fAttributes));  // for xmlns declared on the child itself
     const Attribute* href = attribute("href");
     const Attribute* idref = xmiAttribute("idref");
     if (href || idref) {
@@ -937,7 +938,6 @@ class Reader {
     if (!property->isComposite())
       return keepIt("element under reference " + qualified(index, property));
     std::string kind;
-    ScopeGuard guard(fScope, fScope.enter(fAttributes));  // for xmlns declared on the child itself
     const ClassIntf* childClass = metaclassOf(feature, kind);
     if (!childClass) return keepIt(kind);
     const ClassIntf* accepted = feature.classType;
