@@ -9,6 +9,8 @@
 
 #include <Tovi/SmallObjects.h>
 
+#include "Ascii.h"
+
 namespace Tovi {
 
 namespace {
@@ -37,12 +39,6 @@ void convert(const In* p, const In* end, Out* out) {
     const utf::code_point c = utf::utf_traits<In>::decode(p, end);
     if (c != utf::illegal && c != utf::incomplete) out = utf::utf_traits<Out>::encode(c, out);
   }
-}
-
-bool isAscii(std::string_view text) noexcept {
-  unsigned char any = 0;
-  for (const char c : text) any |= static_cast<unsigned char>(c);
-  return any < 0x80;
 }
 
 constexpr std::size_t roundUp(std::size_t n, std::size_t to) {
@@ -104,7 +100,7 @@ SharedText SharedText::fromUtf8(std::string_view utf8, bool keepBytes) {
   const char* begin = utf8.data();
   const char* end = begin + utf8.size();
   // Most text is ASCII: one unit a byte, nothing to decode.
-  if (isAscii(utf8)) {
+  if (detail::isAscii(utf8)) {
     result.fRep = allocate(utf8.size(), 0, false);
     char16_t* out = result.fRep->text();
     for (const char c : utf8) *out++ = static_cast<char16_t>(c);
@@ -147,12 +143,11 @@ std::string_view SharedText::narrowForm() const {
   if (!narrow) {
     const char16_t* begin = fRep->text();
     const char16_t* end = begin + fRep->size();
-    char16_t any = 0;
-    for (const char16_t* p = begin; p != end; ++p) any |= *p;
+    const bool ascii = detail::isAscii(view());
     bool wellFormed = true;
-    const std::size_t size = any < 0x80 ? fRep->size() : convertedSize<char>(begin, end, wellFormed);
+    const std::size_t size = ascii ? fRep->size() : convertedSize<char>(begin, end, wellFormed);
     narrow = new (detail::allocateSmall(Narrow::blockSize(size))) Narrow{size};
-    if (any < 0x80)
+    if (ascii)
       std::copy(begin, end, narrow->bytes());  // ASCII: a unit is a byte
     else
       convert(begin, end, narrow->bytes());

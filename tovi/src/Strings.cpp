@@ -2,28 +2,20 @@
 
 #include <boost/locale/encoding_utf.hpp>
 
+#include "Ascii.h"
+
 namespace Tovi {
 
 using boost::locale::conv::skip;
 using boost::locale::conv::utf_to_utf;
 
-namespace {
-// ASCII is the same units in either form: most names and ids convert by a copy.
-template <class Unit>
-bool isAscii(std::basic_string_view<Unit> text) noexcept {
-  unsigned any = 0;
-  for (const Unit c : text) any |= static_cast<unsigned>(c);
-  return any < 0x80;
-}
-}  // namespace
-
 std::u16string utf8ToUtf16(std::string_view utf8) {
-  if (isAscii(utf8)) return std::u16string(utf8.begin(), utf8.end());
+  if (detail::isAscii(utf8)) return std::u16string(utf8.begin(), utf8.end());
   return utf_to_utf<char16_t>(utf8.data(), utf8.data() + utf8.size(), skip);
 }
 
 std::string utf16ToUtf8(std::u16string_view utf16) {
-  if (isAscii(utf16)) return std::string(utf16.begin(), utf16.end());
+  if (detail::isAscii(utf16)) return std::string(utf16.begin(), utf16.end());
   return utf_to_utf<char>(utf16.data(), utf16.data() + utf16.size(), skip);
 }
 

@@ -235,14 +235,6 @@ class ScopeGuard {
 
 using Kept = KeptRecord;
 
-// What pugixml prints, into a string: a string stream costs more to make than the few
-// hundred bytes of a kept node.
-struct TextWriter : pugi::xml_writer {
-  std::string text;
-  void write(const void* data, std::size_t size) override {
-    text.append(static_cast<const char*>(data), size);
-  }
-};
 
 // Text of the parsed tree: views into it stay valid for the whole read.
 struct Target {
@@ -985,7 +977,7 @@ class Reader {
 
   // The node as XML text, declaring the prefixes it uses that were declared above it.
   std::string verbatim(const pugi::xml_node& node) const {
-    TextWriter out;
+    detail::StringWriter out;
     if (node.type() != pugi::node_element) {
       node.print(out, "", pugi::format_raw);
       return std::move(out.text);

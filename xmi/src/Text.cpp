@@ -197,19 +197,6 @@ Lines::Lines(std::string_view text) : fText(text) {
 }
 
 Kelpa::String toString(std::string_view utf8) {
-  // ASCII widens unit by unit to the same code units the UTF-8 conversion makes; short
-  // texts such as ids and names are mostly that. The test and the widening are loops
-  // without an exit, which the compiler does many bytes at a time.
-  constexpr std::size_t kShort = 128;
-  if (utf8.size() <= kShort) {
-    unsigned char bits = 0;
-    for (const char c : utf8) bits |= static_cast<unsigned char>(c);
-    if (bits < 0x80) {
-      char16_t units[kShort];
-      for (std::size_t i = 0; i < utf8.size(); ++i) units[i] = static_cast<unsigned char>(utf8[i]);
-      return Kelpa::String(Tovi::SharedText(std::u16string_view(units, utf8.size())));
-    }
-  }
   return Kelpa::String(Tovi::SharedText::fromUtf8(utf8));
 }
 

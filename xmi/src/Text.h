@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <Kelpa/Values.h>
+#include <pugixml.hpp>
 
 namespace zorbel::xmi::detail {
 
@@ -31,5 +32,14 @@ class Lines {
 
 // The library's text of UTF-8 text, as Kelpa::String(std::string) makes it.
 Kelpa::String toString(std::string_view utf8);
+
+// What pugixml prints, appended to a string: cheaper than a string stream, for a kept
+// node of a few hundred bytes as for a whole document.
+struct StringWriter : pugi::xml_writer {
+  std::string text;
+  void write(const void* data, std::size_t size) override {
+    text.append(static_cast<const char*>(data), size);
+  }
+};
 
 }  // namespace zorbel::xmi::detail

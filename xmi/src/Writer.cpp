@@ -14,6 +14,7 @@
 #include <zorbel/zorbel.h>
 
 #include "Kept.h"
+#include "Text.h"
 #include "WriterPlan.h"
 
 namespace zorbel::xmi {
@@ -29,14 +30,6 @@ const char* umlNamespace(Dialect dialect) {
                                      : "http://www.omg.org/spec/UML/20161101";
 }
 constexpr const char* kXmiNamespace = "http://www.omg.org/spec/XMI/20131001";
-
-// What pugixml writes, appended to a string rather than through a stream.
-struct StringWriter : pugi::xml_writer {
-  std::string text;
-  void write(const void* data, std::size_t size) override {
-    text.append(static_cast<const char*>(data), size);
-  }
-};
 
 // Writes one document: ids first, over every tree, so that a reference may point
 // forward; then the elements.
@@ -80,7 +73,7 @@ class DocumentWriter {
     }
     // Comments, instructions and a document type around the document element.
     for (const KeptRecord& r : outside) restoreChild(doc, r, fIds.at(roots.front().get()));
-    StringWriter out;
+    detail::StringWriter out;
     doc.save(out, "  ", pugi::format_indent | pugi::format_save_file_text, pugi::encoding_utf8);
     // A carriage return in a text would read back as a plain line break: it is written
     // as a character reference, as in attribute values.
